@@ -1,0 +1,82 @@
+// Payload access: every payload byte the library reads or writes goes through
+// these helpers. Payloads are packed and unaligned, so multi-byte fields are
+// assembled byte by byte (big-endian) or copied with memcpy (host order),
+// never read through a cast pointer.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace vlan_mgr::wire {
+
+inline void put_u16(uint8_t *p, size_t off, uint16_t v)
+{
+    p[off] = static_cast<uint8_t>(v >> 8);
+    p[off + 1] = static_cast<uint8_t>(v);
+}
+
+inline void put_u32(uint8_t *p, size_t off, uint32_t v)
+{
+    p[off] = static_cast<uint8_t>(v >> 24);
+    p[off + 1] = static_cast<uint8_t>(v >> 16);
+    p[off + 2] = static_cast<uint8_t>(v >> 8);
+    p[off + 3] = static_cast<uint8_t>(v);
+}
+
+inline uint16_t get_u16(const uint8_t *p, size_t off)
+{
+    return static_cast<uint16_t>((p[off] << 8) | p[off + 1]);
+}
+
+inline uint32_t get_u32(const uint8_t *p, size_t off)
+{
+    return (uint32_t{p[off]} << 24) | (uint32_t{p[off + 1]} << 16) | (uint32_t{p[off + 2]} << 8) |
+           uint32_t{p[off + 3]};
+}
+
+// Host-order 32-bit word: the length word in front of a VLAN bitmap.
+inline void put_host_u32(uint8_t *p, size_t off, uint32_t v) { std::memcpy(p + off, &v, sizeof v); }
+
+inline uint32_t get_host_u32(const uint8_t *p, size_t off)
+{
+    uint32_t v;
+    std::memcpy(&v, p + off, sizeof v);
+    return v;
+}
+
+// Writes a payload of known size. The constructor zeroes every byte, so bytes
+// that a layout leaves unwritten never carry heap contents onto the wire.
+class Writer {
+public:
+    Writer(void *buf, size_t size) : p_(static_cast<uint8_t *>(buf)), size_(size) { std::memset(p_, 0, size_); }
+    void u16(size_t off, uint16_t v) { put_u16(p_, off, v); }
+    void u32(size_t off, uint32_t v) { put_u32(p_, off, v); }
+    void host_u32(size_t off, uint32_t v) { put_host_u32(p_, off, v); }
+    void bytes(size_t off, const void *src, size_t n) { std::memcpy(p_ + off, src, n); }
+    uint8_t *at(size_t off) { return p_ + off; }
+    size_t size() const { return size_; }
+
+private:
+    uint8_t *p_;
+    size_t size_;
+};
+
+// Reads a received payload. has() tells whether a field lies inside the
+// payload; parsers check before they read.
+class Reader {
+public:
+    Reader(const void *buf, size_t size) : p_(static_cast<const uint8_t *>(buf)), size_(size) {}
+    bool has(size_t off, size_t width) const { return off <= size_ && width <= size_ - off; }
+    uint16_t u16(size_t off) const { return get_u16(p_, off); }
+    uint32_t u32(size_t off) const { return get_u32(p_, off); }
+    uint32_t host_u32(size_t off) const { return get_host_u32(p_, off); }
+    const uint8_t *at(size_t off) const { return p_ + off; }
+    size_t size() const { return size_; }
+
+private:
+    const uint8_t *p_;
+    size_t size_;
+};
+
+} // namespace vlan_mgr::wire
