@@ -59,7 +59,6 @@ void reset()
     State *&s = state_ptr();
     delete s;
     s = new State();
-    reset_allocs();
 }
 
 uint32_t HistoryEvent::subtype() const

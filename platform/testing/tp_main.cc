@@ -15,6 +15,7 @@ class ResetListener : public ::testing::EmptyTestEventListener {
     void OnTestStart(const ::testing::TestInfo &) override
     {
         tp::reset();
+        tp::reset_allocs();
         vlan_mgr::local_vdc_forget();
         syslog_fac_LOG_VLAN_MGR.current_level = 2;
     }
