@@ -36,7 +36,7 @@ typedef struct vlan_mgr_tlv_field {
     const struct vlan_mgr_tlv_table *nested; /* element table of a list of records */
 } vlan_mgr_tlv_field_t;
 VLAN_MGR_ASSERT_OFFSET(vlan_mgr_tlv_field_t, kind, 12);
-VLAN_MGR_ASSERT_OFFSET(vlan_mgr_tlv_field_t, count_fn, 28);
+VLAN_MGR_STATIC_ASSERT(sizeof(void *) != 4 || offsetof(vlan_mgr_tlv_field_t, count_fn) == 28, "count_fn at word 7");
 VLAN_MGR_STATIC_ASSERT(sizeof(void *) != 4 || sizeof(vlan_mgr_tlv_field_t) == 48, "descriptor is 48 bytes");
 VLAN_MGR_STATIC_ASSERT(sizeof(void *) != 4 || offsetof(vlan_mgr_tlv_field_t, nested) == 44, "nested at word 11");
 

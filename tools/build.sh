@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Configures, builds and tests one of the three builds:
+#   tools/build.sh release|asan|i386 [build-dir]
+# release: -O3 with -Wall -Wextra -Werror; asan: AddressSanitizer and
+# UndefinedBehaviorSanitizer; i386: -m32, GoogleTest compiled with it.
+set -euo pipefail
+kind=${1:?release, asan or i386}
+src=$(cd "$(dirname "$0")/.." && pwd)
+dir=${2:-$src/build/$kind}
+flags=""
+type=Release
+case $kind in
+  release) ;;
+  asan) flags="-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=all"; type=Debug ;;
+  i386) flags="-m32" ;;
+  *) echo "unknown build: $kind" >&2; exit 2 ;;
+esac
+cmake -S "$src" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=$type -DVLAN_MGR_WERROR=ON \
+  -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" \
+  -DCMAKE_EXE_LINKER_FLAGS="$flags" -DCMAKE_SHARED_LINKER_FLAGS="$flags" > "$dir.configure.log" 2>&1 ||
+  { cat "$dir.configure.log"; exit 1; }
+cmake --build "$dir"
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+ctest --test-dir "$dir" --output-on-failure -j2
