@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs what the build, the tests, the fuzzers and the benchmarks need on a
+# fresh Debian machine. Skips apt when everything is already there.
+set -euo pipefail
+pkgs="cmake ninja-build g++ g++-multilib clang libclang-rt-14-dev googletest libgtest-dev
+      libbenchmark-dev pkg-config binutils"
+missing=""
+for p in $pkgs; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+done
+if [ -n "$missing" ]; then
+  echo "installing:$missing"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  # shellcheck disable=SC2086
+  apt-get install -y -qq $missing > /dev/null
+fi
