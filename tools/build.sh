@@ -7,6 +7,7 @@ set -euo pipefail
 kind=${1:?release, asan or i386}
 src=$(cd "$(dirname "$0")/.." && pwd)
 dir=${2:-$src/build/$kind}
+mkdir -p "$(dirname "$dir")"
 flags=""
 type=Release
 case $kind in

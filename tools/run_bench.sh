@@ -5,6 +5,7 @@ set -euo pipefail
 min=${1:-0.2}
 src=$(cd "$(dirname "$0")/.." && pwd)
 dir=${2:-$src/build/bench}
+mkdir -p "$(dirname "$dir")"
 cmake -S "$src" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVLAN_MGR_BENCH=ON -DVLAN_MGR_TESTS=OFF \
   > "$dir.configure.log" 2>&1 || { cat "$dir.configure.log"; exit 1; }
 cmake --build "$dir"

@@ -5,6 +5,7 @@ set -euo pipefail
 secs=${1:-20}
 src=$(cd "$(dirname "$0")/.." && pwd)
 dir=${2:-$src/build/fuzz}
+mkdir -p "$(dirname "$dir")"
 cmake -S "$src" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang \
   -DCMAKE_CXX_COMPILER=clang++ -DVLAN_MGR_FUZZ=ON -DVLAN_MGR_TESTS=OFF > "$dir.configure.log" 2>&1 ||
   { cat "$dir.configure.log"; exit 1; }
