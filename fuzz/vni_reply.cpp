@@ -30,10 +30,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const uint32_t rc = vlan_mgr_parse_vni_vlan_mapping_reply((mode & 1) ? nullptr : &o1, (mode & 2) ? nullptr : &o2,
                                                                (mode & 4) ? nullptr : &o3, payload,
                                                                static_cast<uint32_t>(size));
-    // Whatever the bytes, a refused reply stores nothing.
-    if (rc == VLAN_MGR_ERR_INVALID_ARG || rc == VLAN_MGR_ERR_TRUNCATED || size < 16) {
+    // A refused or short reply stores nothing; a full one stores its three
+    // values and returns its status word.
+    auto word = [&](size_t off) {
+        return (uint32_t{reply[off]} << 24) | (uint32_t{reply[off + 1]} << 16) | (uint32_t{reply[off + 2]} << 8) |
+               uint32_t{reply[off + 3]};
+    };
+    const bool refused = (mode & 3) != 0 || payload == nullptr || size < 16;
+    if (refused) {
         if (o1 != 0xDEADBEEFu || o2 != 0xDEADBEEFu || o3 != 0xDEADBEEFu)
             std::abort();
+    } else if (rc != word(0) || o1 != word(8) || o2 != word(12) || o3 != ((mode & 4) ? 0xDEADBEEFu : word(4))) {
+        std::abort();
     }
     std::free(reply);
     return 0;
