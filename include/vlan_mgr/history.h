@@ -1,9 +1,171 @@
+/* Event history names: the VLAN manager's event enumeration, the lookups
+ * between event numbers and names that the event-history service uses, and
+ * the print callback that shows one entry of the VLAN manager's history. */
 #ifndef VLAN_MGR_HISTORY_H
 #define VLAN_MGR_HISTORY_H
 
 #include <vlan_mgr/frame.h>
 
 VLAN_MGR_BEGIN_DECLS
+
+/* The 16-bit event number of every entry of the VLAN manager's event
+ * history. The values run from 0 to 124 without gaps; VLAN_MGR_EVENT_LAST is
+ * the end marker, not an event. Some names carry odd spellings
+ * (VLAN_MGR_EVENT_DONE_STATEFULL_RESTART, VLAN_MGR_EVENT_BD_REOURCE_MSG,
+ * VLAN_MGR_EVENT_BD_GSDB_CALLBACK_CLAEANUP): history readers match these
+ * exact names, so they stay as they are. */
+typedef enum vlan_mgr_event_enums {
+    VLAN_MGR_EVENT_CLI_ERROR = 0,
+    VLAN_MGR_EVENT_STP_STATE_CHANGE = 1,
+    VLAN_MGR_EVENT_MALLOC_ERROR = 2,
+    VLAN_MGR_EVENT_DONE_SDWRAP_INIT = 3,
+    VLAN_MGR_EVENT_VLAN = 4,
+    VLAN_MGR_EVENT_BD = 5,
+    VLAN_MGR_EVENT_DONE_INIT = 6,
+    VLAN_MGR_EVENT_DONE_REBUILD_CONFIG_FROM_PSS = 7,
+    VLAN_MGR_EVENT_DONE_STATELESS_RESTART = 8,
+    VLAN_MGR_EVENT_DONE_STATEFULL_RESTART = 9,
+    VLAN_MGR_EVENT_PORT_LAYER_CHANGE = 10,
+    VLAN_MGR_EVENT_PORT_MEMBERSHIP_CREATE = 11,
+    VLAN_MGR_EVENT_PORT_MEMBERSHIP_REMOVE = 12,
+    VLAN_MGR_EVENT_PORT_CONFIG_DELETE = 13,
+    VLAN_MGR_EVENT_PORT_NOT_L2 = 14,
+    VLAN_MGR_EVENT_PSS_COPY_R_S = 15,
+    VLAN_MGR_EVENT_PSS_TLV = 16,
+    VLAN_MGR_EVENT_PSS_GETKEY = 17,
+    VLAN_MGR_EVENT_PSS_MOVE2KEY = 18,
+    VLAN_MGR_EVENT_PSS_FETCH = 19,
+    VLAN_MGR_EVENT_PSS_DELETE = 20,
+    VLAN_MGR_EVENT_PSS_STORE = 21,
+    VLAN_MGR_EVENT_PSS_STORE_CFG_VDC = 22,
+    VLAN_MGR_EVENT_PSS_STORE_CFG_VLAN = 23,
+    VLAN_MGR_EVENT_PSS_STORE_CFG_INTF = 24,
+    VLAN_MGR_EVENT_PSS_STORE_RT_VLAN = 25,
+    VLAN_MGR_EVENT_PSS_STORE_RT_INTF = 26,
+    VLAN_MGR_EVENT_PSS_GET = 27,
+    VLAN_MGR_EVENT_PSS_GET_CFG_VDC = 28,
+    VLAN_MGR_EVENT_PSS_GET_CFG_VLAN = 29,
+    VLAN_MGR_EVENT_PSS_GET_CFG_INTF = 30,
+    VLAN_MGR_EVENT_PSS_GET_RT_VLAN = 31,
+    VLAN_MGR_EVENT_PSS_GET_RT_INTF = 32,
+    VLAN_MGR_EVENT_DB_ADD_PORT_TO_VLAN = 33,
+    VLAN_MGR_EVENT_DB_REMOVE_PORT_FROM_VLAN = 34,
+    VLAN_MGR_EVENT_DB_ADD_PORT_TO_DB = 35,
+    VLAN_MGR_EVENT_DB_REMOVE_PORT_FROM_DB = 36,
+    VLAN_MGR_EVENT_GSYNC = 37,
+    VLAN_MGR_EVENT_CLI_STATUS = 38,
+    VLAN_MGR_EVENT_DEL_NOTIF = 39,
+    VLAN_MGR_EVENT_DEL_REQ_RSP_REQUEST = 40,
+    VLAN_MGR_EVENT_DEL_REQ_RSP_RESPONSE = 41,
+    VLAN_MGR_EVENT_DEL_CLEANUP = 42,
+    VLAN_MGR_EVENT_VLAN_DEL = 43,
+    VLAN_MGR_EVENT_VLAN_CREATE = 44,
+    VLAN_MGR_EVENT_VLAN_NAME = 45,
+    VLAN_MGR_EVENT_VLAN_ATTR = 46,
+    VLAN_MGR_EVENT_VLAN_ATTR_NOTIF = 47,
+    VLAN_MGR_EVENT_VLAN_OPER_NOTIF = 48,
+    VLAN_MGR_EVENT_DONE_STANDBY_RESTART = 49,
+    VLAN_MGR_EVENT_PORT_MEMBERSHIP_UPDATE = 50,
+    VLAN_MGR_EVENT_TPORT_MEMBERSHIP_UPDATE = 51,
+    VLAN_MGR_EVENT_HA_HANDLER = 52,
+    VLAN_MGR_EVENT_IF_CREATED = 53,
+    VLAN_MGR_EVENT_IF_REMOVED = 54,
+    VLAN_MGR_EVENT_SWITCHOVER = 55,
+    VLAN_MGR_EVENT_SWITCHOVER_DONE = 56,
+    VLAN_MGR_EVENT_PSS_SHRINK = 57,
+    VLAN_MGR_EVENT_PSS_STORE_CFG_BD = 58,
+    VLAN_MGR_EVENT_SDB_STORE = 59,
+    VLAN_MGR_EVENT_SDB_REMOVE = 60,
+    VLAN_MGR_EVENT_SDB_GET = 61,
+    VLAN_MGR_EVENT_SDB_GET_NEXT = 62,
+    VLAN_MGR_EVENT_SDB_DISPATCH = 63,
+    VLAN_MGR_EVENT_VLAN_CREATE_NOTIF = 64,
+    VLAN_MGR_EVENT_PORT_AFFECTED_NOTIF = 65,
+    VLAN_MGR_EVENT_MEMB_CHG_NOTIF = 66,
+    VLAN_MGR_EVENT_TRUNK_MEMB_CHG_NOTIF = 67,
+    VLAN_MGR_EVENT_BD_UPDATE_NOTIF = 68,
+    VLAN_MGR_EVENT_BD_REQ_RSP = 69,
+    VLAN_MGR_EVENT_BD_QUERY = 70,
+    VLAN_MGR_EVENT_BD_RESERVE = 71,
+    VLAN_MGR_EVENT_BD_CONFIG = 72,
+    VLAN_MGR_EVENT_BD_RELEASE = 73,
+    VLAN_MGR_EVENT_BD_REOURCE_MSG = 74,
+    VLAN_MGR_EVENT_BD_AVAIL_CHECK = 75,
+    VLAN_MGR_EVENT_BD_HASH_ADD = 76,
+    VLAN_MGR_EVENT_BD_HASH_UPDATE = 77,
+    VLAN_MGR_EVENT_BD_ENTRY_NOT_IN_HASH = 78,
+    VLAN_MGR_EVENT_BD_GSDB_CALLBACK = 79,
+    VLAN_MGR_EVENT_BD_FREE = 80,
+    VLAN_MGR_EVENT_SWITCHOVER_ACTIVE_MARKER = 81,
+    VLAN_MGR_EVENT_L2_PROTO_STATE_CHG_NOTIF = 82,
+    VLAN_MGR_EVENT_BUILD_PORT_LIST = 83,
+    VLAN_MGR_EVENT_REMOVE_TRUNK_PORT = 84,
+    VLAN_MGR_EVENT_ADJUST_PORT_CHANNEL = 85,
+    VLAN_MGR_EVENT_PORT_CHANNEL_TRUNK_ALLOW = 86,
+    VLAN_MGR_EVENT_PHY_LINK_STATE_CHANGE_NOTIF = 87,
+    VLAN_MGR_EVENT_L2_BUNDLE_PHY_STATE_CHANGE_NOTIF = 88,
+    VLAN_MGR_EVENT_PORT_IS_MEMBER_OF_TRUNK_PORT_CHANNEL = 89,
+    VLAN_MGR_EVENT_PCM_COMPAT_CHECK = 90,
+    VLAN_MGR_EVENT_PCM_COMPAT_CHECK_RANGE = 91,
+    VLAN_MGR_EVENT_PCM_CHECK_SUPPORT_INTERFACE = 92,
+    VLAN_MGR_EVENT_DOT1Q_TAG_NATIVE_NOTIF = 93,
+    VLAN_MGR_EVENT_DOT1Q_TAG_NATIVE_UPDATE = 94,
+    VLAN_MGR_EVENT_BUILD_PORT_AFFECTED_PAYLOAD = 95,
+    VLAN_MGR_EVENT_VLAN_DEL_WRAPPER = 96,
+    VLAN_MGR_EVENT_SET_VLAN_INTERNAL_STATE = 97,
+    VLAN_MGR_EVENT_COMMON_DEL_REQ_HANDLER = 98,
+    VLAN_MGR_EVENT_ALLOC_DEL_HANDSHAKE_MSG = 99,
+    VLAN_MGR_EVENT_FILL_DEL_HANDSHAKE_MSG = 100,
+    VLAN_MGR_EVENT_ABORT_DELETE_RE_CREATE_VLAN = 101,
+    VLAN_MGR_EVENT_POST_DELETE_PVLAN = 102,
+    VLAN_MGR_EVENT_POST_DELETE_PVLAN_TYPE_CHG = 103,
+    VLAN_MGR_EVENT_POST_DELETE_PVLAN_ASSOCIATION = 104,
+    VLAN_MGR_EVENT_POST_DELETE_USER = 105,
+    VLAN_MGR_EVENT_PVLAN_TYPE_CHANGE = 106,
+    VLAN_MGR_EVENT_PVLAN_ASSOCIATION = 107,
+    VLAN_MGR_EVENT_PROCESS_QUEUED_MSG_REF = 108,
+    VLAN_MGR_EVENT_RESTORE_VLAN_CFG = 109,
+    VLAN_MGR_EVENT_RESERVED_VLAN_CHG_NOTIF = 110,
+    VLAN_MGR_EVENT_IF_CONFIG_DELETE = 111,
+    VLAN_MGR_EVENT_SDB_STORE_LIST = 112,
+    VLAN_MGR_EVENT_PCM_PARAM_FROM_CHANNEL = 113,
+    VLAN_MGR_EVENT_PCM_PARAM_TO_CHANNEL = 114,
+    VLAN_MGR_EVENT_PCM_MAP_MEMBERSHIP = 115,
+    VLAN_MGR_EVENT_PCM_MALLOC_MEMORY = 116,
+    VLAN_MGR_EVENT_RANGE_STP_STATE_CHANGE = 117,
+    VLAN_MGR_EVENT_MULTI_VLAN_OPER_NOTIF = 118,
+    VLAN_MGR_EVENT_PSS_STORE_RT_VDC = 119,
+    VLAN_MGR_EVENT_POST_CREATE_USER = 120,
+    VLAN_MGR_EVENT_POST_CREATE_INIT = 121,
+    VLAN_MGR_EVENT_BD_GSDB_CALLBACK_CLAEANUP = 122,
+    VLAN_MGR_EVENT_VLAN_CREATE_REQ_RESP = 123,
+    VLAN_MGR_EVENT_LAST = 124,
+} vlan_mgr_event_enums_t;
+VLAN_MGR_STATIC_ASSERT(VLAN_MGR_EVENT_LAST == 124, "VLAN_MGR_EVENT_LAST value");
+
+/* Returns the name of the event numbered `value` (a string literal owned by
+ * the library, never to be freed), or NULL when no event has that number.
+ * Value 0 gives the first entry's name without comparing; the other values
+ * are looked up from the second entry on. */
+VLAN_MGR_API const char *__vlan_mgr_event_enums_t_find(int32_t value);
+
+/* Returns the number of the first event whose name equals `name` ignoring
+ * case, or 0 when none does (or `name` is NULL): an unknown name is thus
+ * indistinguishable from "VLAN_MGR_EVENT_CLI_ERROR". */
+VLAN_MGR_API int32_t __vlan_mgr_event_enums_t_str2enum(const char *name);
+
+/* Print callback of the VLAN manager's event history: prints one entry.
+ * First hands `out`, the event's name (NULL when the number has none),
+ * `text_length`, `time_sec` and `time_usec` to
+ * sdwrap_hist_print_event_header. Then, for events 0 to 123, formats `text`
+ * (used as the format string itself, with no arguments: the history records
+ * hold plain texts) into a local buffer of at most text_length + 1 and at
+ * most 127 bytes, and prints it as "    %s\n"; for 124 and above prints
+ * "Error: invalid event %d\n". Returns printf's result (the number of bytes
+ * printed, or a negative value on an output error). A NULL `text` prints an
+ * empty line. Nothing is allocated. */
+VLAN_MGR_API int32_t vlan_mgr_history_cli(const char *text, uint32_t text_length, uint16_t event,
+                                          uint32_t time_sec, uint32_t time_usec, void *out);
 
 VLAN_MGR_END_DECLS
 
