@@ -1,7 +1,12 @@
 // Reader of the event-history ring: walks a ring (this process's own, or the
 // file of another process mapped read-only) and prepares entries for the
 // history print callback. Used by vlan_mgr_hist_show.
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -104,6 +109,58 @@ RingRead hist_ring_read_file(const char *path, HistEntryFn fn, void *ctx, HistRi
     RingRead r = hist_ring_read(p, size, fn, ctx, info);
     munmap(p, size);
     return r;
+}
+
+namespace {
+
+// The pid of a ring file name, "vlan_mgr_hist.<pid>" or a temporary
+// "vlan_mgr_hist.<pid>.XXXXXX"; 0 for any other name.
+pid_t ring_owner(const char *name)
+{
+    static constexpr char prefix[] = "vlan_mgr_hist.";
+    if (std::strncmp(name, prefix, sizeof prefix - 1) != 0)
+        return 0;
+    const char *p = name + sizeof prefix - 1;
+    long pid = 0;
+    const char *digits = p;
+    while (*p >= '0' && *p <= '9' && p - digits < 10)
+        pid = pid * 10 + (*p++ - '0');
+    if (p == digits || (*p != '\0' && *p != '.') || pid <= 0 || pid > 0x7FFFFFFF)
+        return 0;
+    if (*p == '.' && std::strlen(p) != 7) // mkostemp's six characters
+        return 0;
+    return static_cast<pid_t>(pid);
+}
+
+} // namespace
+
+size_t hist_ring_prune(void (*removed)(const char *path, void *ctx), void *ctx)
+{
+    char dir_path[256];
+    const char *dir = std::getenv(ENV_HIST_DIR);
+    if (dir == nullptr || *dir == '\0')
+        dir = DEFAULT_HIST_DIR;
+    if (std::snprintf(dir_path, sizeof dir_path, "%s", dir) >= static_cast<int>(sizeof dir_path))
+        return 0;
+    DIR *d = opendir(dir_path);
+    if (d == nullptr)
+        return 0;
+    size_t count = 0;
+    while (dirent *e = readdir(d)) {
+        const pid_t pid = ring_owner(e->d_name);
+        if (pid == 0 || kill(pid, 0) == 0 || errno != ESRCH)
+            continue; // not a ring, or its process (or one we may not signal) exists
+        char path[sizeof dir_path + 256];
+        if (std::snprintf(path, sizeof path, "%s/%s", dir_path, e->d_name) >= static_cast<int>(sizeof path))
+            continue;
+        if (unlink(path) == 0) {
+            ++count;
+            if (removed != nullptr)
+                removed(path, ctx);
+        }
+    }
+    closedir(d);
+    return count;
 }
 
 void hist_entry_text(const HistEntry &entry, char *out, size_t out_size, uint32_t *text_length,

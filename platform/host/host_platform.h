@@ -140,6 +140,11 @@ RingRead hist_ring_read_file(const char *path, HistEntryFn fn, void *ctx, HistRi
 // no ring is open.
 RingRead hist_ring_read_self(HistEntryFn fn, void *ctx, HistRingInfo *info);
 
+// Removes the ring files (and temporary files of rings being made) that
+// processes which no longer exist left in the ring directory. Calls `removed`
+// (may be nullptr) with each file removed; returns how many were.
+size_t hist_ring_prune(void (*removed)(const char *path, void *ctx), void *ctx);
+
 // The event number that an entry is printed under: the low 16 bits of its
 // event id (the high bits name the history, 0x73 for the VLAN manager's).
 inline uint16_t hist_event_number(uint32_t event_id) { return static_cast<uint16_t>(event_id & 0xFFFFu); }

@@ -2,8 +2,11 @@
 // while being written, and the preparation of an entry's text for printing.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <string>
 #include <vector>
 
@@ -285,4 +288,52 @@ TEST(HistEventNumber, IsTheLowSixteenBitsOfTheEventId)
     EXPECT_EQ(hist_event_number(0x730000), 0);
     EXPECT_EQ(hist_event_number(0x73007b), 123);
     EXPECT_EQ(hist_event_number(0x73ffff), 0xffff);
+}
+
+// ---- Removing the rings of ended processes ----
+
+namespace {
+
+void note_removed(const char *path, void *ctx) { static_cast<std::vector<std::string> *>(ctx)->push_back(path); }
+
+bool exists(const std::string &path) { return access(path.c_str(), F_OK) == 0; }
+
+} // namespace
+
+TEST(HistRingPrune, RemovesOnlyTheRingsOfEndedProcesses)
+{
+    TempDir dir;
+    host_test::ScopedEnv env("VLAN_MGR_HIST_DIR", dir.path().c_str());
+    const pid_t gone = fork();
+    ASSERT_GE(gone, 0);
+    if (gone == 0)
+        _exit(0);
+    ASSERT_EQ(waitpid(gone, nullptr, 0), gone);
+
+    const std::string base = dir.path() + "/vlan_mgr_hist.";
+    const std::string dead = base + std::to_string(gone);
+    const std::string dead_tmp = dead + ".a1B2c3";
+    const std::string dead_other = dead + ".x";
+    const std::string mine = base + std::to_string(getpid());
+    const std::string not_pid = base + "abc";
+    const std::string zero = base + "0";
+    const std::string other = dir.path() + "/other.txt";
+    for (const std::string *p : {&dead, &dead_tmp, &dead_other, &mine, &not_pid, &zero, &other})
+        std::ofstream(*p) << "x";
+
+    std::vector<std::string> removed;
+    EXPECT_EQ(hist_ring_prune(note_removed, &removed), 2u);
+    std::sort(removed.begin(), removed.end());
+    EXPECT_EQ(removed, (std::vector<std::string>{dead, dead_tmp}));
+    EXPECT_FALSE(exists(dead));
+    EXPECT_FALSE(exists(dead_tmp));
+    for (const std::string *p : {&dead_other, &mine, &not_pid, &zero, &other})
+        EXPECT_TRUE(exists(*p)) << *p;
+}
+
+TEST(HistRingPrune, MissingDirectoryRemovesNothing)
+{
+    TempDir dir;
+    host_test::ScopedEnv env("VLAN_MGR_HIST_DIR", (dir.path() + "/none").c_str());
+    EXPECT_EQ(hist_ring_prune(nullptr, nullptr), 0u);
 }
