@@ -24,15 +24,15 @@ using namespace vlan_mgr_host;
 
 namespace {
 
-struct Run {
+struct ToolRun {
     int status;
     std::string out;
 };
 
-Run run_tool(const std::string &args)
+ToolRun run_tool(const std::string &args)
 {
     const std::string cmd = std::string(VLAN_MGR_HIST_SHOW_TOOL) + " " + args + " 2>/dev/null";
-    Run r{-1, {}};
+    ToolRun r{-1, {}};
     std::FILE *p = popen(cmd.c_str(), "r");
     if (p == nullptr)
         return r;
@@ -99,11 +99,11 @@ TEST_F(HistShowTool, PrintsEveryEntryThroughTheHistoryCallback)
         "[2023-11-14 22:13:22.000002] VLAN_MGR_EVENT_LAST, length 3\n"
         "Error: invalid event 124\n"
         "-- pid " + pid + ": 3 events recorded, 3 shown, 0 overwritten, 0 skipped while being written\n";
-    Run r = run_tool(pid);
+    ToolRun r = run_tool(pid);
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, expected);
 
-    Run by_file = run_tool("-f " + ring_path());
+    ToolRun by_file = run_tool("-f " + ring_path());
     EXPECT_EQ(by_file.status, 0);
     EXPECT_EQ(by_file.out, expected);
 }
@@ -113,7 +113,7 @@ TEST_F(HistShowTool, LongTextIsCutByTheCallback)
     std::string text(300, 'a');
     ASSERT_EQ(sdwrap_hist_event(0x73002c, 301, text.c_str()), 0);
     set_time(ring_path(), 0, 0, 0);
-    Run r = run_tool(std::to_string(getpid()));
+    ToolRun r = run_tool(std::to_string(getpid()));
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out.substr(0, r.out.find("-- pid")),
               "[1970-01-01 00:00:00.000000] VLAN_MGR_EVENT_VLAN_CREATE, length 300\n    " + std::string(126, 'a') +
@@ -122,7 +122,7 @@ TEST_F(HistShowTool, LongTextIsCutByTheCallback)
 
 TEST_F(HistShowTool, MissingRingExitsWithOne)
 {
-    Run r = run_tool("999999999");
+    ToolRun r = run_tool("999999999");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
 }
@@ -154,7 +154,7 @@ TEST_F(HistShowTool, PruneRemovesTheRingsOfEndedProcesses)
     std::fclose(f);
     ASSERT_EQ(sdwrap_hist_event(0x730001, 2, "x"), 0);
 
-    Run r = run_tool("--prune");
+    ToolRun r = run_tool("--prune");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "removed " + dead + "\n");
     EXPECT_EQ(access(ring_path().c_str(), F_OK), 0);
