@@ -11,6 +11,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,12 +26,13 @@ namespace {
 struct Ring {
     RingHeader *hdr; // nullptr while closed; published last
     size_t size;
+    uint32_t slots;  // kept here: the mapping is not trusted for the slot index
     pid_t pid;       // the process that opened it; a forked child opens its own
     char path[256];  // empty when the ring is anonymous
 };
 
 constinit pthread_mutex_t ring_lock = PTHREAD_MUTEX_INITIALIZER;
-constinit Ring ring = {nullptr, 0, 0, {}};
+constinit Ring ring = {nullptr, 0, 0, 0, {}};
 
 uint32_t slots_wanted()
 {
@@ -106,21 +108,24 @@ RingHeader *open_ring_locked(pid_t pid)
     }
     init_header(h, slots, pid);
     ring.size = size;
+    ring.slots = slots;
     ring.pid = pid;
     std::memcpy(ring.path, path, sizeof ring.path);
     __atomic_store_n(&ring.hdr, h, __ATOMIC_RELEASE);
     return h;
 }
 
-RingHeader *current_ring()
+// The ring of this process (opened on first use) and its slot count.
+RingHeader *current_ring(uint32_t &slots)
 {
     const pid_t pid = getpid();
     RingHeader *h = __atomic_load_n(&ring.hdr, __ATOMIC_ACQUIRE);
-    if (h != nullptr && __atomic_load_n(&ring.pid, __ATOMIC_RELAXED) == pid)
-        return h;
-    pthread_mutex_lock(&ring_lock);
-    h = open_ring_locked(pid);
-    pthread_mutex_unlock(&ring_lock);
+    if (h == nullptr || __atomic_load_n(&ring.pid, __ATOMIC_RELAXED) != pid) {
+        pthread_mutex_lock(&ring_lock);
+        h = open_ring_locked(pid);
+        pthread_mutex_unlock(&ring_lock);
+    }
+    slots = ring.slots;
     return h;
 }
 
@@ -152,6 +157,7 @@ void hist_ring_close(bool remove_file)
     }
     __atomic_store_n(&ring.hdr, nullptr, __ATOMIC_RELEASE);
     ring.size = 0;
+    ring.slots = 0;
     ring.pid = 0;
     ring.path[0] = '\0';
     pthread_mutex_unlock(&ring_lock);
@@ -178,24 +184,63 @@ int32_t sdwrap_hist_event_subtype_check(uint32_t, uint32_t subtype)
     return class_listed(ENV_HIST_OFF, subtype) ? 1 : 0;
 }
 
-// Takes the next sequence number, then fills its slot. The slot's sequence
-// word is cleared first and set last, so that a reader can tell a complete
+namespace {
+
+// Claims `slot` for entry `n`: its sequence word, set to SLOT_BUSY, locks
+// out both readers (who take only complete entries) and a writer that lapped
+// the ring onto the same slot. False when a newer entry already holds the
+// slot (this one counts as overwritten) or the slot stays busy: a writer
+// interrupted by a signal handler that records into the same slot must not
+// make the handler wait for ever.
+enum class Claim { ok, overwritten, busy };
+
+Claim claim_slot(RingSlot *slot, uint64_t n)
+{
+    uint64_t cur = __atomic_load_n(&slot->seq, __ATOMIC_RELAXED);
+    for (int busy_rounds = 0;;) {
+        if (cur == SLOT_BUSY) {
+            if (++busy_rounds > 1000)
+                return Claim::busy;
+            sched_yield();
+            cur = __atomic_load_n(&slot->seq, __ATOMIC_RELAXED);
+            continue;
+        }
+        if (cur > n + 1)
+            return Claim::overwritten;
+        if (__atomic_compare_exchange_n(&slot->seq, &cur, SLOT_BUSY, false, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED))
+            return Claim::ok;
+    }
+}
+
+} // namespace
+
+// Takes the next sequence number, then fills its slot between claiming it and
+// setting its sequence word to n + 1, so that a reader can tell a complete
 // entry from one being written. Records longer than a slot keep their first
 // SLOT_DATA_BYTES bytes and their full length.
 int32_t sdwrap_hist_event(uint32_t event_id, uint32_t length, const void *record)
 {
     if (record == nullptr && length > 0)
         return ERR_INVALID_ARG;
-    RingHeader *h = current_ring();
-    if (h == nullptr)
+    uint32_t slots = 0;
+    RingHeader *h = current_ring(slots);
+    if (h == nullptr || slots == 0)
         return ERR_NO_MEMORY;
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
 
     const uint64_t n = __atomic_fetch_add(&h->head, 1, __ATOMIC_RELAXED);
     RingSlot *slot = reinterpret_cast<RingSlot *>(reinterpret_cast<uint8_t *>(h) + sizeof(RingHeader)) +
-                     n % h->slot_count;
-    __atomic_store_n(&slot->seq, 0, __ATOMIC_RELAXED);
+                     n % slots;
+    switch (claim_slot(slot, n)) {
+    case Claim::ok:
+        break;
+    case Claim::overwritten:
+        return 0;
+    case Claim::busy:
+        return ERR_BUSY;
+    }
+    // The claim is seen before any byte of the new entry.
     __atomic_thread_fence(__ATOMIC_RELEASE);
     slot->event_id = event_id;
     slot->length = length;

@@ -17,6 +17,7 @@ namespace vlan_mgr_host {
 inline constexpr int32_t ERR_INVALID_ARG = 0x40480001;     // "invalid argument"
 inline constexpr int32_t ERR_NO_MEMORY = 0x40480002;       // "out of memory"
 inline constexpr int32_t ERR_NOT_FOUND = 0x40480003;       // "no such entry"
+inline constexpr int32_t ERR_BUSY = 0x40480004;            // "resource busy"
 inline constexpr int32_t SDB_ERR_INVALID_ARG = 0x411a0001; // "shared database: invalid argument"
 inline constexpr int32_t SDB_ERR_NOT_OPEN = 0x411a0002;    // "shared database: database not open"
 inline constexpr int32_t SDB_ERR_ALREADY_OPEN = 0x411a0003;
@@ -61,6 +62,7 @@ inline constexpr uint32_t RING_VERSION = 1;
 inline constexpr uint32_t RING_DEFAULT_SLOTS = 512;
 inline constexpr uint32_t RING_MAX_SLOTS = 65536;
 inline constexpr uint32_t SLOT_DATA_BYTES = 544; // holds the largest report record (516)
+inline constexpr uint64_t SLOT_BUSY = ~uint64_t{0};
 
 struct RingHeader {
     char magic[8];           // RING_MAGIC
@@ -77,7 +79,8 @@ static_assert(sizeof(RingHeader) == 64);
 static_assert(offsetof(RingHeader, head) == 32);
 
 struct RingSlot {
-    alignas(8) uint64_t seq; // n + 1 once entry n is complete; 0 while it is written
+    alignas(8) uint64_t seq; // n + 1 once entry n is complete; SLOT_BUSY while
+                             // a writer fills the slot; 0 never written
     uint32_t event_id;
     uint32_t length;         // length the event was recorded with
     uint32_t stored;         // bytes kept in data: min(length, SLOT_DATA_BYTES)

@@ -24,6 +24,7 @@ constexpr ErrorText error_texts[] = {
     {vlan_mgr_host::ERR_INVALID_ARG, "invalid argument"},
     {vlan_mgr_host::ERR_NO_MEMORY, "out of memory"},
     {vlan_mgr_host::ERR_NOT_FOUND, "no such entry"},
+    {vlan_mgr_host::ERR_BUSY, "resource busy"},
     {vlan_mgr_host::SDB_ERR_INVALID_ARG, "shared database: invalid argument"},
     {vlan_mgr_host::SDB_ERR_NOT_OPEN, "shared database: database not open"},
     {vlan_mgr_host::SDB_ERR_ALREADY_OPEN, "shared database: database already open"},

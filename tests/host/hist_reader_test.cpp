@@ -147,15 +147,16 @@ TEST(HistRingRead, EntryBeingWrittenIsSkipped)
 {
     MemRing r(4);
     r.put(0, 1, 0x730000, "a");
-    r.put(1, 0, 0x730000, "b"); // sequence word cleared: being written
+    r.put(1, 0, 0x730000, "b"); // never completed
     r.put(2, 3, 0x730000, "c");
-    r.hdr()->head = 3;
+    r.put(3, SLOT_BUSY, 0x730000, "d"); // claimed by a writer
+    r.hdr()->head = 4;
     std::vector<uint64_t> seen;
     HistRingInfo info;
     ASSERT_EQ(hist_ring_read(r.words.data(), r.size(), count, &seen, &info), RingRead::ok);
     EXPECT_EQ(seen, (std::vector<uint64_t>{0, 2}));
-    EXPECT_EQ(info.recorded, 3u);
-    EXPECT_EQ(info.skipped, 1u);
+    EXPECT_EQ(info.recorded, 4u);
+    EXPECT_EQ(info.skipped, 2u);
     EXPECT_EQ(info.delivered, 2u);
 }
 

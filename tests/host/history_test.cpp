@@ -3,6 +3,7 @@
 // of a printed entry.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -11,6 +12,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -294,6 +296,41 @@ TEST_F(HostHistory, LargestReportRecordIsKeptWhole)
     EXPECT_EQ(got[0].data, rec);
 }
 
+namespace {
+void set_slot_seq(const std::string &path, uint32_t slot, uint64_t seq)
+{
+    std::FILE *f = std::fopen(path.c_str(), "r+b");
+    ASSERT_NE(f, nullptr);
+    ASSERT_EQ(std::fseek(f, 64 + static_cast<long>(slot) * 576, SEEK_SET), 0);
+    ASSERT_EQ(std::fwrite(&seq, 8, 1, f), 1u);
+    std::fclose(f);
+}
+} // namespace
+
+TEST_F(HostHistory, SlotLeftBusyIsGivenUpOnAndTheEntryDropped)
+{
+    ScopedEnv slots("VLAN_MGR_HIST_SLOTS", "1");
+    ASSERT_EQ(sdwrap_hist_event(0x730001, 2, "a"), 0);
+    set_slot_seq(own_path(), 0, ~uint64_t{0}); // a writer that never finished
+    EXPECT_EQ(sdwrap_hist_event(0x730002, 2, "b"), 0x40480004);
+    HistRingInfo info;
+    EXPECT_TRUE(read_ring(own_path().c_str(), &info).empty());
+    EXPECT_EQ(info.recorded, 2u);
+    EXPECT_EQ(info.skipped, 1u);
+}
+
+TEST_F(HostHistory, SlotHoldingANewerEntryIsLeftAlone)
+{
+    ScopedEnv slots("VLAN_MGR_HIST_SLOTS", "1");
+    ASSERT_EQ(sdwrap_hist_event(0x730001, 2, "a"), 0);
+    set_slot_seq(own_path(), 0, 3); // as if entry 2 had been written by a writer that lapped
+    EXPECT_EQ(sdwrap_hist_event(0x730002, 2, "b"), 0);
+    std::vector<uint8_t> f = file_bytes(own_path());
+    EXPECT_EQ(u64_at(f, 64), 3u);
+    EXPECT_EQ(u32_at(f, 72), 0x730001u);
+    EXPECT_EQ(f[96], 'a');
+}
+
 TEST_F(HostHistory, NullRecordWithALengthIsRefused)
 {
     EXPECT_EQ(sdwrap_hist_event(0x730000, 4, nullptr), 0x40480001);
@@ -383,6 +420,86 @@ TEST_F(HostHistory, ForkedChildRecordsIntoARingOfItsOwn)
     EXPECT_EQ(theirs[0].event_id, 0x730001u);
     EXPECT_EQ(theirs[0].data, (std::vector<uint8_t>{'c', 'h', 'i', 'l', 'd', 0}));
     EXPECT_EQ(info.pid, static_cast<uint32_t>(child));
+}
+
+namespace {
+
+constexpr uint32_t threads = 4, per_thread = 1000;
+
+// Each record is its event id repeated: a torn entry would mix two ids.
+void writer(uint32_t t)
+{
+    for (uint32_t i = 0; i < per_thread; ++i) {
+        const uint32_t id = (t << 16) | i;
+        uint32_t rec[16];
+        for (uint32_t &w : rec)
+            w = id;
+        sdwrap_hist_event(id, sizeof rec, rec);
+    }
+}
+
+// Counts in *ctx the entries whose bytes do not match their event id.
+void consistent(const HistEntry &e, void *ctx)
+{
+    if (e.event_id == 0xFFFFFFFF) // the event that opened the ring
+        return;
+    bool ok = e.stored == 64;
+    for (uint32_t k = 0; ok && k < 16; ++k) {
+        uint32_t w;
+        std::memcpy(&w, e.data + 4 * k, 4);
+        ok = w == e.event_id;
+    }
+    if (!ok)
+        ++*static_cast<int *>(ctx);
+}
+
+// Reads the ring again and again while the writers run; returns the torn
+// entries seen.
+int torn_while_writing()
+{
+    EXPECT_EQ(sdwrap_hist_event(0xFFFFFFFF, 0, nullptr), 0); // open the ring first
+    std::vector<std::thread> pool;
+    for (uint32_t t = 0; t < threads; ++t)
+        pool.emplace_back(writer, t);
+    int torn = 0;
+    for (int pass = 0; pass < 50; ++pass)
+        hist_ring_read_file(hist_ring_file(), consistent, &torn, nullptr);
+    for (std::thread &th : pool)
+        th.join();
+    return torn;
+}
+
+} // namespace
+
+TEST_F(HostHistory, ConcurrentWritersLoseNothingAndReadersSeeNoTornEntry)
+{
+    ScopedEnv slots("VLAN_MGR_HIST_SLOTS", "8192");
+    const int torn = torn_while_writing();
+    EXPECT_EQ(torn, 0);
+
+    std::vector<Got> got = read_ring(hist_ring_file());
+    ASSERT_EQ(got.size(), 1 + threads * per_thread);
+    std::vector<int> seen(threads * per_thread, 0);
+    int bad = 0;
+    for (size_t k = 1; k < got.size(); ++k) {
+        HistEntry e{got[k].seq, got[k].event_id, got[k].length, got[k].stored, 0, 0, got[k].data.data()};
+        consistent(e, &bad);
+        ++seen[(got[k].event_id >> 16) * per_thread + (got[k].event_id & 0xFFFF)];
+    }
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), static_cast<long>(threads * per_thread));
+}
+
+TEST_F(HostHistory, ReaderOfALappedRingSeesNoTornEntry)
+{
+    ScopedEnv slots("VLAN_MGR_HIST_SLOTS", "8");
+    EXPECT_EQ(torn_while_writing(), 0);
+    HistRingInfo info;
+    int bad = 0;
+    ASSERT_EQ(hist_ring_read_file(hist_ring_file(), consistent, &bad, &info), RingRead::ok);
+    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(info.recorded, 1 + threads * per_thread);
+    EXPECT_EQ(info.delivered, 8u);
 }
 
 // ---- Header line of a printed entry ----

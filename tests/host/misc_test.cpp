@@ -46,6 +46,7 @@ TEST(Syserr2str, PlatformWordsHaveTheirTexts)
     EXPECT_STREQ(syserr2str(0x40480003), "no such entry");
     EXPECT_STREQ(syserr2str(0x40480001), "invalid argument");
     EXPECT_STREQ(syserr2str(0x40480002), "out of memory");
+    EXPECT_STREQ(syserr2str(0x40480004), "resource busy");
     EXPECT_STREQ(syserr2str(0x411a0001), "shared database: invalid argument");
     EXPECT_STREQ(syserr2str(0x411a0002), "shared database: database not open");
     EXPECT_STREQ(syserr2str(0x411a0004), "shared database: cannot create or map the database file");
