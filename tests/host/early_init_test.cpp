@@ -27,12 +27,24 @@ struct Early {
 };
 constinit Early early = {};
 
+// Removes the early ring and its directory when the program ends, whether
+// or not the test ran.
+void remove_early_ring()
+{
+    if (early.ring_dir[0] == '\0')
+        return;
+    const std::string path = std::string(early.ring_dir) + "/vlan_mgr_hist." + std::to_string(getpid());
+    unlink(path.c_str());
+    rmdir(early.ring_dir);
+}
+
 __attribute__((constructor(101))) void call_in_before_constructors()
 {
     char dir[] = "/tmp/vlan_mgr_host_early.XXXXXX";
     if (mkdtemp(dir) == nullptr)
         return;
     std::memcpy(early.ring_dir, dir, sizeof dir);
+    std::atexit(remove_early_ring);
     setenv("VLAN_MGR_HIST_DIR", dir, 1);
     setenv("VLAN_MGR_VDC", "4", 1);
     setenv("VLAN_MGR_DEBUG", "100", 1);
@@ -79,6 +91,4 @@ TEST(EarlyInit, ServicesAnsweredBeforeStaticConstructors)
               vlan_mgr_host::RingRead::ok);
     EXPECT_EQ(info.recorded, 1u);
     EXPECT_EQ(text, std::string("early", 6));
-    unlink(path.c_str());
-    rmdir(early.ring_dir);
 }
