@@ -11,7 +11,7 @@ run() { "$@" > "$tmp/log" 2>&1 || { cat "$tmp/log"; exit 1; }; }
 run cmake --install "$build" --prefix "$tmp/prefix"
 
 run cmake -S "$consumer" -B "$tmp/cmake-build" -G Ninja -DCMAKE_PREFIX_PATH="$tmp/prefix" \
-  -DCMAKE_C_COMPILER="$cc" -DCMAKE_C_FLAGS="$flags" -DCMAKE_EXE_LINKER_FLAGS="$flags"
+  -DCMAKE_C_COMPILER="$cc" -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_EXE_LINKER_FLAGS="$flags"
 run cmake --build "$tmp/cmake-build"
 LD_LIBRARY_PATH="$tmp/prefix/lib" "$tmp/cmake-build/consumer"
 
