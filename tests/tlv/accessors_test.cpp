@@ -376,4 +376,191 @@ TEST(TlvAccessors, ConvertingMembersAllocateNothingOnRefusal)
     }
 }
 
+// ---- Single records through their own families ------------------------------
+
+// The record families used as a builder/parser pair, the way the messages
+// call them: (record, outs, 0, scratch, 0) and (out, buffer, length, 0).
+#define ACCESSOR_CODEC(P)                                                               \
+    Codec{#P "_to_tlv", #P,                                                              \
+          [](const void *r, void **t, uint32_t *l) {                                     \
+              uint32_t scratch = 0;                                                      \
+              return P##_to_tlv(r, t, l, 0, &scratch, 0);                                \
+          },                                                                             \
+          [](const void *t, uint32_t l, void **o) { return P##_to_struct(o, t, l, 0); }, \
+          false}
+
+const Codec kCreateNotif2 = ACCESSOR_CODEC(vlan_mgr_create_notif2);
+const Codec kVdcVlan = ACCESSOR_CODEC(vlan_mgr_vdc_vlan_info_tlv);
+const Codec kDeleteNotif2 = ACCESSOR_CODEC(vlan_mgr_delete_notif2);
+const Codec kCreateUpdate = ACCESSOR_CODEC(vlan_mgr_create_update);
+const Codec kNameAndState = ACCESSOR_CODEC(vlan_mgr_get_created_vlan_name_rsp);
+
+#undef ACCESSOR_CODEC
+
+Bytes create_notif2(size_t name_len)
+{
+    return plain<vlan_create_notif2_t>(vlan_mgr_create_notif2_default_init, [&](auto &r) {
+        r.bd_id = 0x0102;
+        r.field10 = 0x0304;
+        r.field7 = 0x0506;
+        r.vdc_vlan.vdc_id = 5;
+        r.vdc_vlan.vlan_id = 4094;
+        r.field6 = 0x0708090A;
+        r.field13 = 0xFFFFFFFF;
+        r.field11 = 0x11111111;
+        r.field12 = 0x12121212;
+        r.field14 = 0;
+        r.field15 = 0x15151515;
+        r.field30 = 0x30303030;
+        set_name(r.name, name_of(name_len, 3));
+    });
+}
+
+Bytes vdc_vlan(uint16_t vdc, uint32_t vlan)
+{
+    return plain<vdc_vlan_id_t>(vlan_mgr_vdc_vlan_info_init, [&](auto &r) {
+        r.vdc_id = vdc;
+        r.vlan_id = vlan;
+    });
+}
+
+Bytes delete_notif2(size_t name_len, uint32_t last)
+{
+    return plain<vlan_delete_notif2_t>(vlan_mgr_delete_notif2_default_init, [&](auto &r) {
+        r.bd_id = 0xFFFF;
+        r.vdc_vlan.vdc_id = 1;
+        r.vdc_vlan.vlan_id = 1;
+        r.field20 = 0;
+        r.field15 = 0x15;
+        set_name(r.name, name_of(name_len, 7));
+        r.field31 = last;
+    });
+}
+
+Bytes create_update(size_t name_len)
+{
+    return plain<vlan_mgr_create_update_t>(vlan_mgr_create_update_default_init, [&](auto &r) {
+        r.field3 = 0xFF;
+        r.field5 = 4094;
+        r.field6 = 0x66666666;
+        r.field7 = 0x7777;
+        set_name(r.name, name_of(name_len, 1));
+    });
+}
+
+Bytes name_and_state(size_t name_len)
+{
+    return plain<vlan_name_and_state_t>(vlan_name_rsp_default_init, [&](auto &r) {
+        r.vlan_id = 4094;
+        r.field6 = 6;
+        r.bd_id = 0xBDBD;
+        r.field23 = 23;
+        r.field13 = 13;
+        r.field22 = 22;
+        set_name(r.name, name_of(name_len, 2));
+    });
+}
+
+TEST(TlvAccessors, CreateNotif2RecordEncodesInCarryingOrder)
+{
+    expect_literal(kCreateNotif2, create_notif2(0),
+                   TlvWriter("vlan_create_notif2_t")
+                       .attr(9, le16(0x0102))
+                       .attr(10, le16(0x0304))
+                       .attr(7, le16(0x0506))
+                       .attr(6, le32(0x0708090A))
+                       .attr(16, cat({le16(5), le32(4094)}))
+                       .attr(13, le32(0xFFFFFFFF))
+                       .attr(11, le32(0x11111111))
+                       .attr(12, le32(0x12121212))
+                       .attr(14, le32(0))
+                       .attr(15, le32(0x15151515))
+                       .attr(30, le32(0x30303030))
+                       .str(8, "")
+                       .done());
+}
+
+TEST(TlvAccessors, VdcVlanRecordEncodesBothIds)
+{
+    expect_literal(kVdcVlan, vdc_vlan(5, 4094),
+                   TlvWriter("vdc_vlan_id_t").attr(4, le16(5)).attr(5, le32(4094)).done());
+}
+
+TEST(TlvAccessors, DeleteNotif2RecordCarriesTheUnalignedWord)
+{
+    expect_literal(kDeleteNotif2, delete_notif2(2, 0x01020304),
+                   TlvWriter("vlan_delete_notif2_t")
+                       .attr(9, le16(0xFFFF))
+                       .attr(16, cat({le16(1), le32(1)}))
+                       .attr(20, le32(0))
+                       .attr(15, le32(0x15))
+                       .str(8, "hi")
+                       .attr(31, le32(0x01020304))
+                       .done());
+}
+
+TEST(TlvAccessors, CreateUpdateAndNameRecordsEncodeToLiteralBytes)
+{
+    expect_literal(kCreateUpdate, create_update(3),
+                   TlvWriter("vlan_mgr_create_update_t")
+                       .attr(3, {0xFF})
+                       .attr(5, le32(4094))
+                       .attr(6, le32(0x66666666))
+                       .attr(7, le16(0x7777))
+                       .str(8, "bcd")
+                       .done());
+    expect_literal(kNameAndState, name_and_state(1),
+                   TlvWriter("vlan_name_and_state_t")
+                       .attr(5, le32(4094))
+                       .attr(6, le32(6))
+                       .attr(9, le16(0xBDBD))
+                       .attr(23, le32(23))
+                       .attr(13, le32(13))
+                       .attr(22, le32(22))
+                       .str(8, "c")
+                       .done());
+}
+
+TEST(TlvAccessors, SingleRecordsRoundTripWithNamesOfZeroAndThirtyTwo)
+{
+    for (size_t len : {size_t{0}, size_t{32}}) {
+        expect_round_trip(kCreateNotif2, create_notif2(len));
+        expect_round_trip(kDeleteNotif2, delete_notif2(len, 0xFFFFFFFF));
+        expect_round_trip(kDeleteNotif2, delete_notif2(len, 0));
+        expect_round_trip(kCreateUpdate, create_update(len));
+        expect_round_trip(kNameAndState, name_and_state(len));
+    }
+    expect_round_trip(kVdcVlan, vdc_vlan(0, 0));
+    expect_round_trip(kVdcVlan, vdc_vlan(0xFFFF, 0xFFFFFFFF));
+}
+
+TEST(TlvAccessors, SingleRecordBuffersCutShortFailCleanly)
+{
+    expect_cuts_fail(kCreateNotif2, encode(kCreateNotif2, create_notif2(32)));
+    expect_cuts_fail(kVdcVlan, encode(kVdcVlan, vdc_vlan(1, 2)));
+    expect_cuts_fail(kDeleteNotif2, encode(kDeleteNotif2, delete_notif2(32, 9)));
+    expect_cuts_fail(kCreateUpdate, encode(kCreateUpdate, create_update(32)));
+    expect_cuts_fail(kNameAndState, encode(kNameAndState, name_and_state(32)));
+}
+
+TEST(TlvAccessors, SingleRecordBuffersWithFlippedBytesFailCleanlyOrDecode)
+{
+    expect_flips_safe(kCreateNotif2, encode(kCreateNotif2, create_notif2(32)));
+    expect_flips_safe(kDeleteNotif2, encode(kDeleteNotif2, delete_notif2(32, 9)));
+}
+
+TEST(TlvAccessors, SingleRecordConversionsFailEachAllocationOnce)
+{
+    for (const Codec *c : {&kCreateNotif2, &kVdcVlan, &kDeleteNotif2, &kCreateUpdate, &kNameAndState}) {
+        const Bytes rec = c == &kCreateNotif2   ? create_notif2(32)
+                          : c == &kVdcVlan      ? vdc_vlan(1, 2)
+                          : c == &kDeleteNotif2 ? delete_notif2(32, 9)
+                          : c == &kCreateUpdate ? create_update(32)
+                                                : name_and_state(32);
+        const Bytes tlv = encode(*c, rec);
+        expect_build_alloc_sweep(*c, rec, tlv);
+        expect_parse_alloc_sweep(*c, tlv, rec);
+    }
+}
+
 } // namespace
