@@ -9,10 +9,13 @@ extern "C" int32_t tlvu_field_itr_init(tlvu_field_itr_t *itr, const void *tlv, u
 {
     if (itr == nullptr || tlv == nullptr || table == nullptr || flags != 0 || depth > TLVU_MAX_DEPTH)
         return TLVU_ERR_INVALID_ARG;
-    Table t;
-    int32_t rc = check_table(table, t, false);
+    // The whole schema is checked, as by the conversions: a table that they
+    // refuse is refused here too.
+    Schema s;
+    int32_t rc = check_schema(table, s);
     if (rc != TLVU_OK)
         return rc;
+    const Table &t = s.top;
     const uint8_t *p = static_cast<const uint8_t *>(tlv);
     uint32_t len = tlv_len, pos = 0;
     if (depth == 0) {
@@ -60,10 +63,11 @@ extern "C" int32_t tlvu_get_field(const void *tlv, uint32_t tlv_len, int32_t fie
 {
     if (tlv == nullptr || value_len == nullptr || table == nullptr || (value == nullptr && *value_len != 0))
         return TLVU_ERR_INVALID_ARG;
-    Table t;
-    int32_t rc = check_table(table, t, false);
+    Schema s;
+    int32_t rc = check_schema(table, s);
     if (rc != TLVU_OK)
         return rc;
+    const Table &t = s.top;
     const uint8_t *p = static_cast<const uint8_t *>(tlv);
     uint32_t total = 0, pos = 0;
     rc = parse_header(p, tlv_len, t, &total, &pos);

@@ -131,9 +131,9 @@ struct Builder {
 };
 
 // The value of one attribute run, for list and element values.
-struct Run {
+struct Attrs {
     Bytes b;
-    Run &attr(int32_t id, const Bytes &value)
+    Attrs &attr(int32_t id, const Bytes &value)
     {
         be32(b, static_cast<uint32_t>(id));
         be32(b, static_cast<uint32_t>(value.size()));
@@ -142,8 +142,8 @@ struct Run {
             b.push_back(0);
         return *this;
     }
-    Run &u32(int32_t id, uint32_t v) { return attr(id, bytes_of(&v, 4)); }
-    Run &u16(int32_t id, uint16_t v) { return attr(id, bytes_of(&v, 2)); }
+    Attrs &u32(int32_t id, uint32_t v) { return attr(id, bytes_of(&v, 4)); }
+    Attrs &u16(int32_t id, uint16_t v) { return attr(id, bytes_of(&v, 2)); }
 };
 
 inline DelRec make_del(uint16_t bd, uint16_t vdc, uint32_t vlan, const char *name, uint32_t f31)
@@ -153,7 +153,8 @@ inline DelRec make_del(uint16_t bd, uint16_t vdc, uint32_t vlan, const char *nam
     r.bd = bd;
     std::memcpy(r.key, &vdc, 2);
     std::memcpy(r.key + 2, &vlan, 4);
-    std::strncpy(r.name, name, sizeof r.name);
+    std::memset(r.name, 0, sizeof r.name);
+    std::memcpy(r.name, name, strnlen(name, sizeof r.name - 1));
     r.f31 = f31;
     return r;
 }
