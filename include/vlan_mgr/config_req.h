@@ -42,6 +42,21 @@ VLAN_MGR_API int32_t vlan_mgr_create_update_req_default_init(void *msg);
 /* Returns the request's count. */
 VLAN_MGR_API uint32_t vlan_mgr_create_update_msg_get_sz(const void *msg);
 
+/* ---- VLAN create/update: TLV conversion ----------------------------------- */
+
+/* Encodes a create/update request into a new TLV buffer, stored in *tlv_buffer
+ * with its length in *tlv_len (the caller frees the buffer with free). The
+ * outs are not cleared first. Returns 0 or the TLV utility's error code,
+ * printed as "vlan_mgr_create_update_req_to_tlv: ERR 0x<code>". */
+VLAN_MGR_API int32_t vlan_mgr_create_update_build_mts(const vlan_mgr_create_update_req_t *record, void **tlv_buffer,
+                                                      uint32_t *tlv_len);
+/* Decodes a TLV buffer into a new create/update request stored in *record (the
+ * caller frees it with free). The out is not cleared first. Returns 0 or the
+ * TLV utility's error code, printed as
+ * "vlan_mgr_create_update_req_to_struct: ERR 0x<code>". */
+VLAN_MGR_API int32_t vlan_mgr_create_update_parse_req(const void *tlv_buffer, uint32_t tlv_len,
+                                                      vlan_mgr_create_update_req_t **record);
+
 VLAN_MGR_END_DECLS
 
 #endif

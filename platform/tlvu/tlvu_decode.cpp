@@ -1,0 +1,237 @@
+// TLV to record. A first pass checks the framing of the top level and of the
+// list's elements and counts the elements, so that the one allocation is
+// sized from the bytes present; a second pass fills the record.
+#include <cstdlib>
+
+#include "tlvu_internal.h"
+
+namespace tlvu {
+
+namespace {
+
+// What the framing pass learnt about a buffer.
+struct Scan {
+    uint32_t total = 0;  // the buffer's length
+    uint32_t body = 0;   // offset of the first attribute
+    uint32_t count = 0;  // elements of the list attribute
+};
+
+// Checks the framing of one run of attributes and of the list's element
+// attributes, and refuses a known id met twice.
+int32_t scan(const Schema &s, const uint8_t *p, uint32_t tlv_len, Scan &out)
+{
+    int32_t rc = parse_header(p, tlv_len, s.top, &out.total, &out.body);
+    if (rc != TLVU_OK)
+        return rc;
+    uint64_t seen = 0;
+    uint32_t hint = 0;
+    Attr a;
+    for (uint32_t pos = out.body; pos < out.total; pos = a.next) {
+        rc = next_attr(p, pos, out.total, a);
+        if (rc != TLVU_OK)
+            return rc;
+        const int32_t i = find_field(s.top, a.id, hint);
+        if (i < 0)
+            continue;
+        if (seen & (uint64_t{1} << i))
+            return TLVU_ERR_DUPLICATE_FIELD;
+        seen |= uint64_t{1} << i;
+        if (&s.top.fields[i] != s.top.list)
+            continue;
+        const uint32_t end = pos + kAttrHeader + a.len;
+        Attr e;
+        for (uint32_t q = pos + kAttrHeader; q < end; q = e.next) {
+            rc = next_attr(p, q, end, e);
+            if (rc != TLVU_OK)
+                return rc;
+            if (e.id != a.id)
+                return TLVU_ERR_BAD_ELEMENT;
+            ++out.count; // at most len / 8: cannot wrap
+        }
+    }
+    return TLVU_OK;
+}
+
+// Size of the decoded record: fixed part, then the list.
+int32_t record_size(const Schema &s, uint32_t count, uint32_t &size)
+{
+    uint64_t n = s.top.t->size;
+    if (s.top.list != nullptr)
+        n += uint64_t{count} * s.top.list->elem_size;
+    if (n > kMaxSize || n > SIZE_MAX)
+        return TLVU_ERR_NO_MEMORY;
+    size = static_cast<uint32_t>(n);
+    return TLVU_OK;
+}
+
+// Stores one fixed or string value into the record.
+inline int32_t put_value(const vlan_mgr_tlv_field_t &f, const uint8_t *v, uint32_t len, uint8_t *rec)
+{
+    uint8_t *dst = rec + f.offset;
+    if (f.kind == VLAN_MGR_TLV_KIND_FIXED) {
+        if (len != f.elem_size)
+            return TLVU_ERR_BAD_LENGTH;
+        copy_value(dst, v, len);
+        return TLVU_OK;
+    }
+    // A string travels without its NUL; the buffer must keep room for it.
+    if (len >= f.max_size)
+        return TLVU_ERR_STRING_TOO_LONG;
+    std::memcpy(dst, v, len);
+    std::memset(dst + len, 0, f.max_size - len);
+    return TLVU_OK;
+}
+
+// Fills a record from the run of attributes [pos, end): framing checked,
+// unknown ids skipped, a known id twice refused. The list attribute, if the
+// table has one, is handed to `list`.
+template <typename ListReader>
+int32_t fill(const Table &t, const uint8_t *p, uint32_t pos, uint32_t end, uint8_t *rec, ListReader &&list)
+{
+    uint64_t seen = 0;
+    uint32_t hint = 0;
+    Attr a;
+    for (; pos < end; pos = a.next) {
+        int32_t rc = next_attr(p, pos, end, a);
+        if (rc != TLVU_OK)
+            return rc;
+        const int32_t i = find_field(t, a.id, hint);
+        if (i < 0)
+            continue;
+        if (seen & (uint64_t{1} << i))
+            return TLVU_ERR_DUPLICATE_FIELD;
+        seen |= uint64_t{1} << i;
+        const vlan_mgr_tlv_field_t &f = t.fields[i];
+        rc = f.kind == VLAN_MGR_TLV_KIND_LIST ? list(p + pos + kAttrHeader, a.len)
+                                              : put_value(f, p + pos + kAttrHeader, a.len, rec);
+        if (rc != TLVU_OK)
+            return rc;
+    }
+    return TLVU_OK;
+}
+
+struct NoList {
+    int32_t operator()(const uint8_t *, uint32_t) const { return TLVU_ERR_BAD_TABLE; }
+};
+
+// Fills the list's `count` elements (framing checked by scan) from the list
+// attribute's value. Elements of records start as a copy of element 0, which
+// the element table's init function prepared, so init runs once per call;
+// element 0 itself is filled last.
+int32_t fill_list(const Schema &s, const uint8_t *v, uint32_t len, uint32_t count, uint8_t *elems)
+{
+    const vlan_mgr_tlv_field_t &l = *s.top.list;
+    const uint32_t es = l.elem_size;
+    Attr e;
+    if (!s.has_elem) {
+        uint8_t *dst = elems;
+        for (uint32_t q = 0; q < len; q = e.next, dst += es) {
+            int32_t rc = next_attr(v, q, len, e);
+            if (rc != TLVU_OK)
+                return rc;
+            if (e.len != es)
+                return TLVU_ERR_BAD_LENGTH;
+            copy_value(dst, v + q + kAttrHeader, es);
+        }
+        return TLVU_OK;
+    }
+    if (count == 0)
+        return TLVU_OK;
+    Attr first;
+    int32_t rc = next_attr(v, 0, len, first);
+    if (rc != TLVU_OK)
+        return rc;
+    uint8_t *dst = elems + es;
+    for (uint32_t q = first.next; q < len; q = e.next, dst += es) {
+        rc = next_attr(v, q, len, e);
+        if (rc != TLVU_OK)
+            return rc;
+        std::memcpy(dst, elems, es);
+        const uint32_t start = q + kAttrHeader;
+        rc = fill(s.elem, v, start, start + e.len, dst, NoList{});
+        if (rc != TLVU_OK)
+            return rc;
+    }
+    return fill(s.elem, v, kAttrHeader, kAttrHeader + first.len, elems, NoList{});
+}
+
+int32_t decode(const Schema &s, const uint8_t *p, const Scan &sc, uint8_t *rec)
+{
+    const vlan_mgr_tlv_table_t *t = s.top.t;
+    std::memset(rec, 0, t->size);
+    if (t->init != nullptr && t->init(rec) != 0)
+        return TLVU_ERR_INIT_FAILED;
+    uint8_t *elems = rec + t->size;
+    if (s.has_elem && sc.count != 0) {
+        const vlan_mgr_tlv_table_t *et = s.elem.t;
+        std::memset(elems, 0, et->size);
+        if (et->init != nullptr && et->init(elems) != 0)
+            return TLVU_ERR_INIT_FAILED;
+    }
+    int32_t rc = fill(s.top, p, sc.body, sc.total, rec,
+                      [&](const uint8_t *v, uint32_t len) { return fill_list(s, v, len, sc.count, elems); });
+    if (rc != TLVU_OK)
+        return rc;
+    // The caller finds the list through the count function: it must not
+    // count more (or fewer) elements than there are.
+    if (s.top.list != nullptr && s.top.list->count_fn(rec) != sc.count)
+        return TLVU_ERR_COUNT_MISMATCH;
+    return TLVU_OK;
+}
+
+} // namespace
+
+} // namespace tlvu
+
+using namespace tlvu;
+
+extern "C" int32_t tlvu_table_get_struct_size_from_tlv(uint32_t *size, const void *tlv, uint32_t tlv_len,
+                                                       const vlan_mgr_tlv_table_t *table)
+{
+    if (size == nullptr || tlv == nullptr || table == nullptr)
+        return TLVU_ERR_INVALID_ARG;
+    Schema s;
+    int32_t rc = check_schema(table, s);
+    if (rc != TLVU_OK)
+        return rc;
+    Scan sc;
+    rc = scan(s, static_cast<const uint8_t *>(tlv), tlv_len, sc);
+    if (rc != TLVU_OK)
+        return rc;
+    uint32_t n = 0;
+    rc = record_size(s, sc.count, n);
+    if (rc != TLVU_OK)
+        return rc;
+    *size = n;
+    return TLVU_OK;
+}
+
+extern "C" int32_t tlvu_table_convert_tlv_to_struct(void **record, const void *tlv, uint32_t tlv_len,
+                                                    const vlan_mgr_tlv_table_t *table, uint32_t flags)
+{
+    if (record == nullptr || tlv == nullptr || table == nullptr || flags != 0)
+        return TLVU_ERR_INVALID_ARG;
+    Schema s;
+    int32_t rc = check_schema(table, s);
+    if (rc != TLVU_OK)
+        return rc;
+    const uint8_t *p = static_cast<const uint8_t *>(tlv);
+    Scan sc;
+    rc = scan(s, p, tlv_len, sc);
+    if (rc != TLVU_OK)
+        return rc;
+    uint32_t size = 0;
+    rc = record_size(s, sc.count, size);
+    if (rc != TLVU_OK)
+        return rc;
+    uint8_t *rec = static_cast<uint8_t *>(std::malloc(size));
+    if (rec == nullptr)
+        return TLVU_ERR_NO_MEMORY;
+    rc = decode(s, p, sc, rec);
+    if (rc != TLVU_OK) {
+        std::free(rec);
+        return rc;
+    }
+    *record = rec;
+    return TLVU_OK;
+}
