@@ -60,13 +60,11 @@ uint32_t decode_status_list(const StatusListLayout &l, const wire::Reader &r, ui
         st[0] = r.u32(l.status_off);
         return VLAN_MGR_OK;
     }
-    const uint8_t *bits = r.at(l.bits_off);
-    int32_t id = bitmap::find_next_bits(bits, 0);
-    ids[0] = static_cast<uint32_t>(id);
-    st[0] = r.u32(l.status_off);
-    for (uint32_t i = 1; i < n; ++i) {
-        id = bitmap::find_next_bits(bits, static_cast<uint32_t>(id + 1));
-        ids[i] = static_cast<uint32_t>(id);
+    // The walker yields what searching from (previous id + 1) would, one id
+    // per call.
+    bitmap::Walker walk(r.at(l.bits_off));
+    for (uint32_t i = 0; i < entries; ++i) {
+        ids[i] = static_cast<uint32_t>(walk.next());
         st[i] = r.u32(l.status_off + 4 * i);
     }
     return VLAN_MGR_OK;

@@ -92,3 +92,34 @@ TEST(ConfigCommon, DecodePairsAllocatesAndSwapsEachWord)
 }
 
 } // namespace
+
+namespace {
+
+// The create reply decoders walk the bitmap with bitmap::Walker; its sequence
+// must be the one that repeated searches from (previous id + 1) give, -1 and
+// the restart from VLAN 0 included.
+TEST(ConfigCommon, BitmapWalkerYieldsTheSearchSequence)
+{
+    uint32_t seed = 12345;
+    auto rnd = [&] { return seed = seed * 1103515245u + 12345u; };
+    for (int round = 0; round < 200; ++round) {
+        alignas(4) uint8_t field[517] = {};
+        uint8_t *bits = field + 5; // odd address
+        const int members = round % 7 == 0 ? 0 : static_cast<int>(rnd() % 64);
+        for (int i = 0; i < members; ++i) {
+            const uint32_t v = round % 5 == 0 ? 4095 - (rnd() % 40) : rnd() % 4096;
+            bits[v / 8] |= static_cast<uint8_t>(0x80u >> (v % 8));
+        }
+        if (round == 1)
+            std::memset(bits, 0xFF, 512);
+        vlan_mgr::bitmap::Walker walk(bits);
+        int32_t prev = -1;
+        for (int i = 0; i < 2 * members + 4100 * (round == 1) + 3; ++i) {
+            const int32_t want = vlan_bitmap_find_next(field + 1, prev + 1);
+            ASSERT_EQ(walk.next(), want) << "round " << round << " step " << i;
+            prev = want;
+        }
+    }
+}
+
+} // namespace
