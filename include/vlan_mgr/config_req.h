@@ -250,7 +250,8 @@ VLAN_MGR_API uint32_t vlan_association_parse_reply_local(vlan_delete_result_t **
  * the first entry; 0 when the reply has none), *total, and *results, an
  * array of *total {secondary VLAN, primary VLAN, status} triples, entry
  * after entry (malloc'ed even when empty; the caller frees it). *results
- * and *total are set to 0 first; vdc_id, cookie, assoc_type, total and
+ * and *total are set to 0 first and stay 0 on every failure, an allocation
+ * failure included; vdc_id, cookie, assoc_type, total and
  * payload are checked, results is not and must be valid. Returns the
  * reply's overall status, the word of a 4-byte reply,
  * VLAN_MGR_ERR_INVALID_ARG, VLAN_MGR_ERR_NO_MEMORY or

@@ -103,7 +103,6 @@ uint32_t parse_multi(uint16_t *vdc_id, uint32_t *cookie, uint32_t *assoc_type, u
     *cookie = r.u32(0);
     *vdc_id = n != 0 ? r.u16(16) : 0;
     *assoc_type = n != 0 ? r.u32(18) : 0;
-    *total = static_cast<uint32_t>(pairs); // at most payload_len / 8
     const std::optional<size_t> size = checked_size(pairs, sizeof(vlan_assoc_result_t), 0);
     auto *out = size ? static_cast<vlan_assoc_result_t *>(std::malloc(*size)) : nullptr;
     if (out == nullptr)
@@ -121,7 +120,10 @@ uint32_t parse_multi(uint16_t *vdc_id, uint32_t *cookie, uint32_t *assoc_type, u
         }
         off += kReplyEntryHead + 8ull * k;
     }
+    // *total goes with the array, so that a failed allocation leaves the
+    // caller no count to walk a NULL array with. At most payload_len / 8.
     *results = out;
+    *total = static_cast<uint32_t>(pairs);
     return r.u32(4);
 }
 

@@ -349,14 +349,21 @@ TEST(AssociationParse, DecodesTheHeaderAndPairsAndReturnsTheOverallStatus)
 
 TEST(AssociationParse, FourByteReplyClearsResultsOnly)
 {
+    for (const Bytes &word : {Bytes{0x00, 0x00, 0x00, 0x00}, Bytes{0x41, 0x10, 0x00, 0x5f}}) {
+        SingleOut o;
+        vlan_delete_result_t sentinel{};
+        o.r = &sentinel;
+        EXPECT_EQ(o.parse(word.data(), 4), first_word(word));
+        EXPECT_EQ(o.r, nullptr);
+        EXPECT_EQ(o.count, 0xEEEEEEEEu);
+        EXPECT_EQ(o.vdc, 0xEEEE);
+        EXPECT_EQ(o.type, 0xEEEEEEEEu);
+        EXPECT_EQ(o.primary, 0xEEEEEEEEu);
+        EXPECT_EQ(o.tag, 0xEEEE);
+    }
     const Bytes bare = {0x41, 0x10, 0x00, 0x5f};
     SingleOut o;
     vlan_delete_result_t sentinel{};
-    o.r = &sentinel;
-    EXPECT_EQ(o.parse(bare.data(), 4), 0x4110005fu);
-    EXPECT_EQ(o.r, nullptr);
-    EXPECT_EQ(o.count, 0xEEEEEEEEu);
-    EXPECT_EQ(o.vdc, 0xEEEE);
     o.r = &sentinel;
     EXPECT_EQ(o.parse(bare.data(), 0), 0x41100002u);
     EXPECT_EQ(o.r, nullptr);
@@ -510,15 +517,20 @@ TEST(AssociationMultiParse, NoEntriesGiveNoTriplesAndZeroVdcAndType)
 
 TEST(AssociationMultiParse, FourByteReplyClearsResultsAndTotal)
 {
+    for (const Bytes &word : {Bytes{0x00, 0x00, 0x00, 0x00}, Bytes{0x41, 0x10, 0x00, 0x85}}) {
+        MultiOut o;
+        vlan_assoc_result_t sentinel{};
+        o.r = &sentinel;
+        EXPECT_EQ(o.parse(word.data(), 4), first_word(word));
+        EXPECT_EQ(o.r, nullptr);
+        EXPECT_EQ(o.total, 0u);
+        EXPECT_EQ(o.cookie, 0xEEEEEEEEu);
+        EXPECT_EQ(o.vdc, 0xEEEE);
+        EXPECT_EQ(o.type, 0xEEEEEEEEu);
+    }
     const Bytes bare = {0x41, 0x10, 0x00, 0x85};
     MultiOut o;
     vlan_assoc_result_t sentinel{};
-    o.r = &sentinel;
-    EXPECT_EQ(o.parse(bare.data(), 4), 0x41100085u);
-    EXPECT_EQ(o.r, nullptr);
-    EXPECT_EQ(o.total, 0u);
-    EXPECT_EQ(o.cookie, 0xEEEEEEEEu);
-    EXPECT_EQ(o.vdc, 0xEEEE);
     o.r = &sentinel;
     o.total = 9;
     EXPECT_EQ(o.parse(bare.data(), 0), 0x41100002u);
@@ -561,6 +573,8 @@ TEST(AssociationMultiParse, AllocationFailureLeavesResultsNull)
         const uint32_t st = o.parse(c.data(), c.size());
         if (st == VLAN_MGR_ERR_NO_MEMORY) {
             EXPECT_EQ(o.r, nullptr);
+            EXPECT_EQ(o.total, 0u);
+            EXPECT_EQ(o.cookie, 0xCAFEF00Du);
         }
         std::free(o.r);
         return st;

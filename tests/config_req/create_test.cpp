@@ -538,8 +538,9 @@ TEST(CreateUpdateParse, CountAndPayloadPointersAreCheckedNotTheArrays)
     EXPECT_EQ(vlan_mgr_create_update_parse_reply(nullptr, &ids, &st, reply.data(), 526), 0x41100003u);
     EXPECT_EQ(vlan_mgr_create_update_parse_reply(&count, &ids, &st, nullptr, 526), 0x41100003u);
     const Bytes bare = {0x00, 0x00, 0x00, 0x00};
+    count = 0xEEEE;
     EXPECT_EQ(vlan_mgr_create_update_parse_reply(&count, nullptr, nullptr, bare.data(), 4), 0u);
-    EXPECT_EQ(count, 0);
+    EXPECT_EQ(count, 0xEEEE);
     uint8_t byte = 0;
     EXPECT_EQ(vlan_mgr_create_update_parse_reply(&count, &ids, &st, &byte, 0), 0x41100002u);
     EXPECT_EQ(tp::alloc_calls(), 0);
