@@ -691,4 +691,87 @@ TEST(AssociationRoundTrip, FiveHundredTwelveAssociations)
     EXPECT_EQ(tp::live_allocs(), 0);
 }
 
+// ---- Every valid reply, every parser form -------------------------------------------
+
+std::vector<uint32_t> decode_single(const uint8_t *p, uint32_t len)
+{
+    SingleOut o;
+    const uint32_t st = o.parse(p, len);
+    std::vector<uint32_t> out = {st, o.count, o.vdc, o.type, o.primary, o.tag};
+    for (uint32_t i = 0; o.r != nullptr && i < o.count; ++i) {
+        out.push_back(o.r[i].vlan_id);
+        out.push_back(o.r[i].status);
+    }
+    std::free(o.r);
+    return out;
+}
+
+std::vector<uint32_t> decode_single_local(const uint8_t *p, uint32_t len)
+{
+    vlan_delete_result_t *r = nullptr;
+    uint32_t count = 0, type = 0, primary = 0;
+    uint16_t tag = 0;
+    const uint32_t st = vlan_association_parse_reply_local(&r, &count, &type, &primary, &tag, p, len);
+    std::vector<uint32_t> out = {st, count, type, primary, tag, r != nullptr};
+    for (uint32_t i = 0; r != nullptr && i < count; ++i) {
+        out.push_back(r[i].vlan_id);
+        out.push_back(r[i].status);
+    }
+    std::free(r);
+    return out;
+}
+
+std::vector<uint32_t> decode_multi(const uint8_t *p, uint32_t len)
+{
+    MultiOut o;
+    const uint32_t st = o.parse(p, len);
+    std::vector<uint32_t> out = {st, o.cookie, o.vdc, o.type, o.total};
+    for (uint32_t i = 0; o.r != nullptr && i < o.total; ++i) {
+        out.push_back(o.r[i].secondary_vlan);
+        out.push_back(o.r[i].primary_vlan);
+        out.push_back(o.r[i].status);
+    }
+    std::free(o.r);
+    return out;
+}
+
+std::vector<uint32_t> decode_multi_local(const uint8_t *p, uint32_t len)
+{
+    vlan_assoc_result_t *r = nullptr;
+    uint32_t cookie = 0, type = 0, total = 0;
+    const uint32_t st = vlan_association_multi_parse_reply_local(&cookie, &type, &total, &r, p, len);
+    std::vector<uint32_t> out = {st, cookie, type, total, r != nullptr};
+    for (uint32_t i = 0; r != nullptr && i < total; ++i) {
+        out.push_back(r[i].secondary_vlan);
+        out.push_back(r[i].status);
+    }
+    std::free(r);
+    return out;
+}
+
+TEST(AssociationParse, EveryValidReplyInBothFormsAtAnOddAddressAndCut)
+{
+    expect_same_at_odd_address(kSingleReply, decode_single);
+    expect_same_at_odd_address(kSingleReply, decode_single_local);
+    expect_every_cut_fails(kSingleReply, [](const uint8_t *p, uint32_t len) {
+        const std::vector<uint32_t> out = decode_single_local(p, len);
+        EXPECT_EQ(out[5], 0u); // no array handed back
+        return out[0];
+    });
+}
+
+TEST(AssociationMultiParse, EveryValidReplyInBothFormsAtAnOddAddressAndCut)
+{
+    for (const Bytes &reply : {kMultiReply, kMultiEmptyReply}) {
+        expect_same_at_odd_address(reply, decode_multi);
+        expect_same_at_odd_address(reply, decode_multi_local);
+        expect_every_cut_fails(reply, [](const uint8_t *p, uint32_t len) {
+            const std::vector<uint32_t> out = decode_multi_local(p, len);
+            EXPECT_EQ(out[3], 0u); // total
+            EXPECT_EQ(out[4], 0u); // no array handed back
+            return out[0];
+        });
+    }
+}
+
 } // namespace

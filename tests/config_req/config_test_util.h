@@ -104,6 +104,21 @@ void expect_every_cut_fails(const Bytes &reply, Parse parse, bool common_rules =
     }
 }
 
+// Decodes `reply` from an aligned exact-size copy and from one at an odd
+// address; `decode(data, len)` returns everything the parser handed back
+// (status, fields, array elements) and frees the arrays. Both must agree, and
+// nothing may be left allocated.
+template <typename Decode>
+void expect_same_at_odd_address(const Bytes &reply, Decode decode)
+{
+    HeapCopy aligned(reply), odd(reply, true);
+    ASSERT_EQ(reinterpret_cast<uintptr_t>(odd.data()) & 1, 1u);
+    const std::vector<uint32_t> want = decode(aligned.data(), aligned.size());
+    EXPECT_FALSE(want.empty());
+    EXPECT_EQ(decode(odd.data(), odd.size()), want);
+    EXPECT_EQ(tp::live_allocs(), 0);
+}
+
 // Makes the 1st, 2nd, ... allocation of `call` fail in turn, until a run
 // makes fewer allocations than the one set to fail (the call then succeeded).
 // Every failing run must return `fail_status` and leave nothing allocated;

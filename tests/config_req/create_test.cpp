@@ -598,4 +598,79 @@ TEST(CreateUpdateParse, ReplyAtAnOddAddressDecodesTheSame)
     EXPECT_EQ(d.statuses, (std::vector<uint32_t>{1, 2}));
 }
 
+// ---- Every valid reply, every parser form --------------------------------------------
+
+std::vector<Bytes> valid_create_replies()
+{
+    return {create_reply(1, 3, 0, {5, 100}, {0x41100011u, 0, 0x4110000bu}), create_reply(2, 5, 0, {5, 100}, {1, 2, 3, 4, 5}),
+            create_reply(1, 1, 4094, {7}, {0x41100012u}), create_reply(1, 0, 0, {33}, {0x41100011u}),
+            create_reply(4, 2, 0, {8, 9}, {0, 0x41100011u})};
+}
+
+std::vector<uint32_t> summary(uint32_t status, uint16_t vdc, uint16_t count, uint32_t *ids, uint32_t *st)
+{
+    std::vector<uint32_t> out = {status, vdc, count};
+    if (ids != nullptr && st != nullptr)
+        for (size_t i = 0; i < (count == 0 ? 1u : count); ++i) {
+            out.push_back(ids[i]);
+            out.push_back(st[i]);
+        }
+    std::free(ids);
+    std::free(st);
+    return out;
+}
+
+std::vector<uint32_t> decode_create(const uint8_t *p, uint32_t len)
+{
+    uint16_t vdc = 0, count = 0;
+    uint32_t *ids = nullptr, *st = nullptr;
+    const uint32_t status = vlan_create_parse_reply(&vdc, &count, &ids, &st, p, len);
+    return summary(status, vdc, count, ids, st);
+}
+
+std::vector<uint32_t> decode_create_local(const uint8_t *p, uint32_t len)
+{
+    uint16_t count = 0;
+    uint32_t *ids = nullptr, *st = nullptr;
+    const uint32_t status = vlan_create_parse_reply_local(&count, &ids, &st, p, len);
+    return summary(status, 0, count, ids, st);
+}
+
+std::vector<uint32_t> decode_create_update(const uint8_t *p, uint32_t len)
+{
+    uint16_t count = 0;
+    uint32_t *ids = nullptr, *st = nullptr;
+    const uint32_t status = vlan_mgr_create_update_parse_reply(&count, &ids, &st, p, static_cast<int32_t>(len));
+    return summary(status, 0, count, ids, st);
+}
+
+TEST(CreateParse, EveryValidReplyDecodesTheSameAtAnOddAddressInBothForms)
+{
+    for (const Bytes &reply : valid_create_replies()) {
+        expect_same_at_odd_address(reply, decode_create);
+        expect_same_at_odd_address(reply, decode_create_local);
+        EXPECT_EQ(decode_create_local(reply.data(), static_cast<uint32_t>(reply.size()))[3],
+                  decode_create(reply.data(), static_cast<uint32_t>(reply.size()))[3]);
+    }
+}
+
+TEST(CreateParse, EveryCutOfEveryValidReplyFailsCleanlyInBothForms)
+{
+    for (const Bytes &reply : valid_create_replies()) {
+        expect_every_cut_fails(reply, [](const uint8_t *p, uint32_t len) { return decode_create(p, len)[0]; });
+        expect_every_cut_fails(reply, [](const uint8_t *p, uint32_t len) { return decode_create_local(p, len)[0]; });
+    }
+}
+
+TEST(CreateUpdateParse, EveryValidReplyDecodesTheSameAtAnOddAddress)
+{
+    const std::vector<Bytes> replies = {
+        create_update_reply(3, 0, {5, 100}, {0x41100011u, 0, 6}), create_update_reply(0, 0, {2}, {3}),
+        cat({{0x00, 0x01, 0x00, 0x00, 0x0F, 0xFE}, kLen512, zeros(512), {0x41, 0x10, 0x00, 0x58}})};
+    for (const Bytes &reply : replies) {
+        expect_same_at_odd_address(reply, decode_create_update);
+        expect_every_cut_fails(reply, [](const uint8_t *p, uint32_t len) { return decode_create_update(p, len)[0]; });
+    }
+}
+
 } // namespace

@@ -372,4 +372,49 @@ TEST(DeleteParse, LocalFormsDropTheVdc)
     EXPECT_EQ(tp::live_allocs(), 0);
 }
 
+// ---- Every valid reply, every parser form -------------------------------------------
+
+std::vector<uint32_t> pairs_summary(uint32_t status, uint32_t count, uint16_t vdc, vlan_delete_result_t *r)
+{
+    std::vector<uint32_t> out = {status, count, vdc, r != nullptr};
+    if (r != nullptr)
+        for (uint32_t i = 0; i < count; ++i) {
+            out.push_back(r[i].vlan_id);
+            out.push_back(r[i].status);
+        }
+    std::free(r);
+    return out;
+}
+
+TEST(DeleteParse, EveryValidReplyInEveryFormAtAnOddAddressAndCut)
+{
+    for (Parser parse : kParsers) {
+        auto decode = [parse](const uint8_t *p, uint32_t len) {
+            vlan_delete_result_t *r = nullptr;
+            uint32_t count = 0;
+            uint16_t vdc = 0;
+            const uint32_t st = parse(&r, &count, &vdc, p, static_cast<int32_t>(len));
+            return pairs_summary(st, count, vdc, r);
+        };
+        for (const Bytes &reply : {kTwoPairReply, kEmptyReply})
+            expect_same_at_odd_address(reply, decode);
+    }
+    for (LocalParser parse : kLocalParsers) {
+        auto decode = [parse](const uint8_t *p, uint32_t len) {
+            vlan_delete_result_t *r = nullptr;
+            uint32_t count = 0;
+            const uint32_t st = parse(&r, &count, p, static_cast<int32_t>(len));
+            return pairs_summary(st, count, 0, r);
+        };
+        for (const Bytes &reply : {kTwoPairReply, kEmptyReply}) {
+            expect_same_at_odd_address(reply, decode);
+            expect_every_cut_fails(reply, [&](const uint8_t *p, uint32_t len) {
+                const std::vector<uint32_t> out = decode(p, len);
+                EXPECT_EQ(out[3], 0u); // no array handed back
+                return out[0];
+            });
+        }
+    }
+}
+
 } // namespace

@@ -97,4 +97,14 @@ TEST(RsvdCheckRoundTrip, ReplyCarriesWhatTheRequestHeld)
                                   0x00, 0x01}));
 }
 
+TEST(RsvdCheckParse, RequestDecodesTheSameAtAnOddAddress)
+{
+    expect_same_at_odd_address(kRequest, [](const uint8_t *p, uint32_t len) {
+        uint16_t vdc = 0;
+        uint32_t w1 = 0, w2 = 0;
+        const uint32_t st = vlan_mgr_vlan_rsvd_check_parse_request_pld(p, len, &vdc, &w1, &w2);
+        return std::vector<uint32_t>{st, vdc, w1, w2};
+    });
+}
+
 } // namespace

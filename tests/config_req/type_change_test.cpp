@@ -254,4 +254,21 @@ TEST(TypeChangeParse, LocalFormAtAnOddAddress)
               0x41100003u);
 }
 
+TEST(TypeChangeParse, ValidReplyDecodesTheSameAtAnOddAddress)
+{
+    expect_same_at_odd_address(kReply, [](const uint8_t *p, uint32_t len) {
+        vlan_delete_result_t *r = nullptr;
+        uint32_t count = 0;
+        uint16_t vdc = 0;
+        const uint32_t st = vlan_type_change_parse_reply(&r, &count, &vdc, p, static_cast<int32_t>(len));
+        std::vector<uint32_t> out = {st, count, vdc};
+        for (uint32_t i = 0; r != nullptr && i < count; ++i) {
+            out.push_back(r[i].vlan_id);
+            out.push_back(r[i].status);
+        }
+        std::free(r);
+        return out;
+    });
+}
+
 } // namespace
