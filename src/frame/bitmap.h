@@ -2,8 +2,11 @@
 // word followed by 512 bytes; VLAN v is bit 0x80 >> (v & 7) of byte v / 8.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+
+#include "frame/wire.h"
 
 namespace vlan_mgr::bitmap {
 
@@ -23,8 +26,52 @@ inline bool test(const uint8_t *bits, uint32_t vlan)
 }
 uint32_t count(const uint8_t *bits);
 
-// Smallest VLAN id >= start set in the bit array, or -1.
-int32_t find_next_bits(const uint8_t *bits, uint32_t start);
+// Smallest VLAN id >= start set in the bit array, or -1. Inline: reply
+// decoders call it once per VLAN. The bit array is read as 128 big-endian
+// words, so that the most significant bit of word w stands for VLAN 32w and
+// countl_zero gives the offset within it.
+inline int32_t find_next_bits(const uint8_t *bits, uint32_t start)
+{
+    uint32_t w = start / 32;
+    if (w > 127)
+        return -1;
+    uint32_t word = wire::get_u32(bits, 4 * w) & (0xFFFFFFFFu >> (start & 31));
+    while (word == 0) {
+        if (++w > 127)
+            return -1;
+        word = wire::get_u32(bits, 4 * w);
+    }
+    return static_cast<int32_t>(32 * w + static_cast<uint32_t>(std::countl_zero(word)));
+}
+
+// Walks the members of a bit array in ascending order. Each next() returns
+// exactly what find_next_bits(bits, previous + 1) would (from VLAN 0 for the
+// first call, and from VLAN 0 again after a -1), but keeps the current word in
+// hand instead of reloading it for every member, so that a reply of thousands
+// of VLANs is decoded without one search per VLAN.
+class Walker {
+public:
+    explicit Walker(const uint8_t *bits) : bits_(bits), word_(wire::get_u32(bits, 0)) {}
+    int32_t next()
+    {
+        while (word_ == 0) {
+            if (++w_ > 127) {
+                w_ = 0;
+                word_ = wire::get_u32(bits_, 0);
+                return -1;
+            }
+            word_ = wire::get_u32(bits_, 4 * w_);
+        }
+        const int lz = std::countl_zero(word_);
+        word_ &= ~(0x80000000u >> lz);
+        return static_cast<int32_t>(32 * w_ + static_cast<uint32_t>(lz));
+    }
+
+private:
+    const uint8_t *bits_;
+    uint32_t w_ = 0;
+    uint32_t word_; // the members of word w_ not returned yet
+};
 
 } // namespace vlan_mgr::bitmap
 

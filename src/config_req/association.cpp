@@ -1,0 +1,253 @@
+// Private-VLAN association: the single and the multi request and their
+// replies. Both requests carry the same 532-byte entry.
+#include "config_req/config_common.h"
+#include "frame/local_vdc.h"
+#include "frame/reply.h"
+
+namespace vlan_mgr::config {
+namespace {
+
+constexpr uint32_t kAssocMagic = 0xBABEFACEu;
+constexpr uint32_t kEntryLen = 532;
+constexpr uint32_t kSingleLen = 8 + kEntryLen;
+constexpr uint32_t kMaxAssoc = 512;
+constexpr int32_t kAssocPrimary = 2; // the only type that names a primary VLAN
+constexpr int32_t kAssocOther = 3;
+
+bool default_vlan_set(const uint8_t *bits) { return (bits[0] & 0x40) != 0; }
+
+// The primary VLAN test of type 2: 1..4094, and not the default VLAN.
+uint32_t check_primary(uint32_t primary)
+{
+    if (primary < 1 || primary > 4094)
+        return VLAN_MGR_ERR_VLAN_RANGE;
+    if (primary == 1)
+        return VLAN_MGR_ERR_DEFAULT_VLAN;
+    return VLAN_MGR_OK;
+}
+
+// One association entry at `off`: tag, VDC id, type, primary VLAN, the number
+// of secondaries, then their bitmap field with the bits copied as they are.
+void write_entry(wire::Writer &w, size_t off, uint16_t assoc_tag, uint16_t vdc_id, int32_t assoc_type,
+                 uint32_t primary, const uint8_t *bits, uint32_t count)
+{
+    w.u16(off, assoc_tag);
+    w.u16(off + 2, vdc_id);
+    w.u32(off + 4, static_cast<uint32_t>(assoc_type));
+    w.u32(off + 8, primary);
+    w.u32(off + 12, count);
+    w.host_u32(off + 16, static_cast<uint32_t>(bitmap::kBytes));
+    w.bytes(off + 20, bits, bitmap::kBytes);
+}
+
+// Single reply: 12 bytes not read, status, VDC id, type, primary, tag, count,
+// then count {secondary, status} pairs from offset 32.
+uint32_t parse_single(vlan_delete_result_t **results, uint32_t *count, uint16_t *vdc_id, uint32_t *assoc_type,
+                      uint32_t *primary_vlan, uint16_t *assoc_tag, const void *payload, uint32_t payload_len)
+{
+    if (count == nullptr || vdc_id == nullptr || assoc_type == nullptr || primary_vlan == nullptr ||
+        assoc_tag == nullptr || payload == nullptr)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    *results = nullptr;
+    if (const auto st = common_reply_status(payload, payload_len))
+        return *st;
+    const wire::Reader r(payload, payload_len);
+    if (!r.has(12, 20))
+        return VLAN_MGR_ERR_TRUNCATED;
+    const uint32_t n = r.u32(28);
+    if (!has_span(r, 32, 8ull * n))
+        return VLAN_MGR_ERR_TRUNCATED;
+    *vdc_id = r.u16(16);
+    *assoc_type = r.u32(18);
+    *primary_vlan = r.u32(22);
+    *assoc_tag = r.u16(26);
+    *count = n;
+    if (const uint32_t st = decode_pairs(r, 32, n, results); st != VLAN_MGR_OK)
+        return st;
+    return r.u32(12);
+}
+
+// Multi reply: cookie, status, n, then n entries from offset 12, each a
+// 20-byte head (status, VDC id, type, primary, tag, k) and k pairs.
+constexpr size_t kReplyEntryHead = 20;
+
+uint32_t parse_multi(uint16_t *vdc_id, uint32_t *cookie, uint32_t *assoc_type, uint32_t *total,
+                     vlan_assoc_result_t **results, const void *payload, uint32_t payload_len)
+{
+    if (vdc_id == nullptr || cookie == nullptr || assoc_type == nullptr || total == nullptr || payload == nullptr)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    *results = nullptr;
+    *total = 0;
+    if (const auto st = common_reply_status(payload, payload_len))
+        return *st;
+    const wire::Reader r(payload, payload_len);
+    if (!r.has(0, 12))
+        return VLAN_MGR_ERR_TRUNCATED;
+    const uint32_t n = r.u32(8);
+
+    // First pass: every entry head and its pairs lie inside the payload; sum
+    // the pairs. Each entry takes at least 20 bytes, so a count that points
+    // beyond the payload ends the pass early.
+    uint64_t pairs = 0;
+    uint64_t off = 12;
+    for (uint32_t i = 0; i < n; ++i) {
+        if (!has_span(r, off, kReplyEntryHead))
+            return VLAN_MGR_ERR_TRUNCATED;
+        const uint32_t k = r.u32(static_cast<size_t>(off) + 16);
+        if (!has_span(r, off + kReplyEntryHead, 8ull * k))
+            return VLAN_MGR_ERR_TRUNCATED;
+        pairs += k;
+        off += kReplyEntryHead + 8ull * k;
+    }
+
+    *cookie = r.u32(0);
+    *vdc_id = n != 0 ? r.u16(16) : 0;
+    *assoc_type = n != 0 ? r.u32(18) : 0;
+    const std::optional<size_t> size = checked_size(pairs, sizeof(vlan_assoc_result_t), 0);
+    auto *out = size ? static_cast<vlan_assoc_result_t *>(std::malloc(*size)) : nullptr;
+    if (out == nullptr)
+        return VLAN_MGR_ERR_NO_MEMORY;
+
+    size_t written = 0;
+    off = 12;
+    for (uint32_t i = 0; i < n && written < pairs; ++i) {
+        const size_t head = static_cast<size_t>(off);
+        const uint32_t k = r.u32(head + 16);
+        const uint32_t primary = r.u32(head + 10);
+        for (uint32_t j = 0; j < k; ++j, ++written) {
+            const size_t pair = head + kReplyEntryHead + 8 * size_t{j};
+            out[written] = {r.u32(pair), primary, r.u32(pair + 4)};
+        }
+        off += kReplyEntryHead + 8ull * k;
+    }
+    // *total goes with the array, so that a failed allocation leaves the
+    // caller no count to walk a NULL array with. At most payload_len / 8.
+    *results = out;
+    *total = static_cast<uint32_t>(pairs);
+    return r.u32(4);
+}
+
+} // namespace
+} // namespace vlan_mgr::config
+
+using namespace vlan_mgr;
+using namespace vlan_mgr::config;
+
+extern "C" {
+
+uint32_t vlan_association_build_mts(uint16_t vdc_id, int32_t primary_vlan, const vlan_bitmap *bitmap,
+                                    int32_t assoc_type, uint16_t assoc_tag, void **payload, uint32_t *payload_len)
+{
+    if (!vdc_in_range(vdc_id))
+        return VLAN_MGR_ERR_VDC_MISMATCH;
+    if (bitmap == nullptr)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    if (assoc_type != kAssocPrimary && assoc_type != kAssocOther)
+        return VLAN_MGR_ERR_ASSOC_TYPE;
+    if (assoc_type == kAssocPrimary) // a negative id is out of range as an unsigned one
+        if (const uint32_t st = check_primary(static_cast<uint32_t>(primary_vlan)); st != VLAN_MGR_OK)
+            return st;
+    const uint32_t count = bitmap::count(bitmap->bits);
+    if (count == 0)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    if (default_vlan_set(bitmap->bits))
+        return VLAN_MGR_ERR_DEFAULT_VLAN;
+
+    uint8_t *p = alloc_payload(payload, payload_len, kSingleLen);
+    if (p == nullptr)
+        return VLAN_MGR_ERR_NO_MEMORY;
+    wire::Writer w(p, kSingleLen);
+    w.u32(0, kAssocMagic);
+    w.u32(4, 1);
+    write_entry(w, 8, assoc_tag, vdc_id, assoc_type, static_cast<uint32_t>(primary_vlan), bitmap->bits, count);
+    return VLAN_MGR_OK;
+}
+
+uint32_t vlan_association_build_mts_local(int32_t primary_vlan, const vlan_bitmap *bitmap, int32_t assoc_type,
+                                          uint16_t assoc_tag, void **payload, uint32_t *payload_len)
+{
+    return vlan_association_build_mts(vlan_mgr_local_vdc_get(), primary_vlan, bitmap, assoc_type, assoc_tag,
+                                      payload, payload_len);
+}
+
+uint32_t vlan_association_multi_build_mts(uint16_t vdc_id, uint32_t cookie, uint16_t assoc_tag, int32_t assoc_type,
+                                          uint32_t n, const uint32_t *primary_vlans, const vlan_bitmap *bitmaps,
+                                          void **payload, uint32_t *payload_len)
+{
+    if (!vdc_in_range(vdc_id))
+        return VLAN_MGR_ERR_VDC_MISMATCH;
+    if (bitmaps == nullptr || primary_vlans == nullptr || n == 0)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    if (n > kMaxAssoc)
+        return VLAN_MGR_ERR_TOO_MANY_ASSOC;
+    if (n > 1 && assoc_type != kAssocPrimary)
+        return VLAN_MGR_ERR_MULTI_ASSOC_TYPE;
+    if (assoc_type != kAssocPrimary && assoc_type != kAssocOther)
+        return VLAN_MGR_ERR_ASSOC_TYPE;
+    if (assoc_type == kAssocPrimary)
+        for (uint32_t i = 0; i < n; ++i)
+            if (const uint32_t st = check_primary(primary_vlans[i]); st != VLAN_MGR_OK)
+                return st;
+    for (uint32_t i = 0; i < n; ++i) {
+        if (default_vlan_set(bitmaps[i].bits))
+            return VLAN_MGR_ERR_DEFAULT_VLAN;
+        if (bitmap::count(bitmaps[i].bits) == 0)
+            return VLAN_MGR_ERR_INVALID_ARG;
+    }
+
+    const std::optional<size_t> size = checked_size(n, kEntryLen, 8);
+    if (!size || *size > UINT32_MAX) {
+        *payload = nullptr;
+        return VLAN_MGR_ERR_NO_MEMORY;
+    }
+    uint8_t *p = alloc_payload(payload, payload_len, static_cast<uint32_t>(*size));
+    if (p == nullptr)
+        return VLAN_MGR_ERR_NO_MEMORY;
+    wire::Writer w(p, *size);
+    w.u32(0, cookie);
+    w.u32(4, n);
+    for (uint32_t i = 0; i < n; ++i)
+        write_entry(w, 8 + size_t{kEntryLen} * i, assoc_tag, vdc_id, assoc_type, primary_vlans[i], bitmaps[i].bits,
+                    bitmap::count(bitmaps[i].bits));
+    return VLAN_MGR_OK;
+}
+
+uint32_t vlan_association_multi_build_mts_local(uint32_t cookie, uint16_t assoc_tag, int32_t assoc_type, uint32_t n,
+                                                const uint32_t *primary_vlans, const vlan_bitmap *bitmaps,
+                                                void **payload, uint32_t *payload_len)
+{
+    return vlan_association_multi_build_mts(vlan_mgr_local_vdc_get(), cookie, assoc_tag, assoc_type, n,
+                                            primary_vlans, bitmaps, payload, payload_len);
+}
+
+uint32_t vlan_association_parse_reply(vlan_delete_result_t **results, uint32_t *count, uint16_t *vdc_id,
+                                      uint32_t *assoc_type, uint32_t *primary_vlan, uint16_t *assoc_tag,
+                                      const void *payload, uint32_t payload_len)
+{
+    return parse_single(results, count, vdc_id, assoc_type, primary_vlan, assoc_tag, payload, payload_len);
+}
+
+uint32_t vlan_association_parse_reply_local(vlan_delete_result_t **results, uint32_t *count, uint32_t *assoc_type,
+                                            uint32_t *primary_vlan, uint16_t *assoc_tag, const void *payload,
+                                            uint32_t payload_len)
+{
+    uint16_t vdc_id;
+    return vlan_association_parse_reply(results, count, &vdc_id, assoc_type, primary_vlan, assoc_tag, payload,
+                                        payload_len);
+}
+
+uint32_t vlan_association_multi_parse_reply(uint16_t *vdc_id, uint32_t *cookie, uint32_t *assoc_type,
+                                            uint32_t *total, vlan_assoc_result_t **results, const void *payload,
+                                            uint32_t payload_len)
+{
+    return parse_multi(vdc_id, cookie, assoc_type, total, results, payload, payload_len);
+}
+
+uint32_t vlan_association_multi_parse_reply_local(uint32_t *cookie, uint32_t *assoc_type, uint32_t *total,
+                                                  vlan_assoc_result_t **results, const void *payload,
+                                                  uint32_t payload_len)
+{
+    uint16_t vdc_id;
+    return vlan_association_multi_parse_reply(&vdc_id, cookie, assoc_type, total, results, payload, payload_len);
+}
+}
