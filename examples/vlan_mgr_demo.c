@@ -1,6 +1,7 @@
 /* The main job until the VLAN manager and its client exist: a switch process
  * that links libvlan_mgr with the host platform, builds a VNI-server request,
- * converts a VLAN bitmap to a BD bitmap, decodes a VNI-server reply and names
+ * converts a VLAN bitmap to a BD bitmap, decodes a VNI-server reply, builds a
+ * VLAN create request and names
  * a few event-history events. */
 #include <stdio.h>
 #include <stdlib.h>
@@ -58,7 +59,19 @@ int main(void)
     printf("\n");
     failures += rc != 0 || bd_count != 4 || memcmp(vlans.bits, bds.bits, sizeof bds.bits) != 0;
 
-    /* 4. A few event-history names, both ways. */
+    /* 4. Create VLAN 10 named "engineering" in this process's VDC. */
+    const uint32_t vlan10 = 10;
+    void *create = NULL;
+    uint32_t create_len = 0;
+    rc = vlan_create_build_mts_local(1, &vlan10, "engineering", 0, &create, &create_len);
+    if (rc == VLAN_MGR_OK) {
+        print_bytes("create request header", create, 16);
+        print_bytes("create request name", (const uint8_t *)create + 528, create_len - 528);
+        free(create);
+    }
+    failures += rc != 0 || create_len != 544;
+
+    /* 5. A few event-history names, both ways. */
     const int32_t events[] = {0, 44, 74, 122, 124};
     for (size_t i = 0; i < sizeof events / sizeof events[0]; ++i) {
         const char *name = __vlan_mgr_event_enums_t_find(events[i]);
@@ -66,7 +79,7 @@ int main(void)
         failures += name == NULL || __vlan_mgr_event_enums_t_str2enum(name) != events[i];
     }
 
-    printf("vlan_mgr_demo: %s: VNI request %u bytes, %u BDs converted, %zu event names resolved\n",
-           failures ? "FAILED" : "ok", request_len, bd_count, sizeof events / sizeof events[0]);
+    printf("vlan_mgr_demo: %s: VNI request %u bytes, create request %u bytes, %u BDs converted, %zu event names resolved\n",
+           failures ? "FAILED" : "ok", request_len, create_len, bd_count, sizeof events / sizeof events[0]);
     return failures ? 1 : 0;
 }
