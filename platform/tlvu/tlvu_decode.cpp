@@ -1,7 +1,9 @@
 // TLV to record. A first pass checks the framing of the top level and of the
 // list's elements and counts the elements, so that the one allocation is
 // sized from the bytes present; a second pass fills the record.
+#include <bit>
 #include <cstdlib>
+#include <type_traits>
 
 #include "tlvu_internal.h"
 
@@ -83,13 +85,13 @@ inline int32_t put_value(const vlan_mgr_tlv_field_t &f, const uint8_t *v, uint32
 }
 
 // Fills a record from the run of attributes [pos, end): framing checked,
-// unknown ids skipped, a known id twice refused. The list attribute, if the
+// unknown ids skipped, a known id twice refused (`seen` holds the fields
+// already filled, and gains the ones filled here). The list attribute, if the
 // table has one, is handed to `list`.
 template <typename ListReader>
-int32_t fill(const Table &t, const uint8_t *p, uint32_t pos, uint32_t end, uint8_t *rec, ListReader &&list)
+int32_t fill(const Table &t, const uint8_t *p, uint32_t pos, uint32_t end, uint8_t *rec, ListReader &&list,
+             uint64_t &seen, uint32_t hint = 0)
 {
-    uint64_t seen = 0;
-    uint32_t hint = 0;
     Attr a;
     for (; pos < end; pos = a.next) {
         int32_t rc = next_attr(p, pos, end, a);
@@ -114,16 +116,122 @@ struct NoList {
     int32_t operator()(const uint8_t *, uint32_t) const { return TLVU_ERR_BAD_TABLE; }
 };
 
+// The padding bytes of a W-byte value in its slot of S bytes, as a mask over
+// the slot loaded from memory.
+template <typename S, uint32_t W> constexpr S pad_mask()
+{
+    struct Bytes {
+        uint8_t b[sizeof(S)];
+    } m{};
+    for (uint32_t i = W; i < sizeof(S); ++i)
+        m.b[i] = 0xff;
+    return std::bit_cast<S>(m);
+}
+
+// Takes a W-byte value out of its slot (whose header was matched): the slot's
+// spare bytes must be zero padding.
+template <uint32_t W> inline bool take_small(const uint8_t *val, uint8_t *dst)
+{
+    using S = std::conditional_t<(W <= 4), uint32_t, uint64_t>;
+    S slot;
+    std::memcpy(&slot, val, sizeof slot);
+    if ((slot & pad_mask<S, W>()) != 0)
+        return false;
+    std::memcpy(dst, &slot, W);
+    return true;
+}
+
+// Takes the value of a fixed field whose header matched the operation's and
+// whose attribute lies inside the run.
+inline int32_t take_fixed(const Op &op, const uint8_t *val, uint8_t *dst)
+{
+    bool ok = true;
+    switch (op.code) {
+    case 1: ok = take_small<1>(val, dst); break;
+    case 2: ok = take_small<2>(val, dst); break;
+    case 3: ok = take_small<3>(val, dst); break;
+    case 4: ok = take_small<4>(val, dst); break;
+    case 5: ok = take_small<5>(val, dst); break;
+    case 6: ok = take_small<6>(val, dst); break;
+    case 7: ok = take_small<7>(val, dst); break;
+    case 8: ok = take_small<8>(val, dst); break;
+    default:
+        for (uint32_t k = op.w; k < pad4(op.w); ++k)
+            ok = ok && val[k] == 0;
+        if (ok)
+            std::memcpy(dst, val, op.w);
+        break;
+    }
+    return ok ? TLVU_OK : TLVU_ERR_BAD_PADDING;
+}
+
+// Fills one element from its attributes [pos, end) of the list's value v.
+// Attributes that come as the encoder writes them (the plan's order, the
+// expected lengths) take the short way; from the first one that does not,
+// the general walk takes over. With a template (a covered record), the fields
+// absent from the element are copied from it afterwards.
+int32_t fill_element(const Schema &s, const Plan &plan, const uint8_t *v, uint32_t pos, uint32_t end, uint8_t *dst,
+                     const uint8_t *tmpl)
+{
+    uint64_t seen = 0;
+    uint32_t k = 0;
+    for (; k < plan.n && end - pos >= kAttrHeader; ++k) {
+        const Op &op = plan.ops[k];
+        const uint8_t *a = v + pos;
+        uint8_t *d = dst + op.off;
+        if (op.code != kOpText) {
+            uint64_t h;
+            std::memcpy(&h, a, 8);
+            if (h != op.hdr || end - pos < op.adv)
+                break;
+            const int32_t rc = take_fixed(op, a + kAttrHeader, d);
+            if (rc != TLVU_OK)
+                return rc;
+            pos += op.adv;
+        } else {
+            uint32_t id;
+            std::memcpy(&id, a, 4);
+            const uint32_t n = load_be32(a + 4);
+            const uint32_t room = end - pos - kAttrHeader;
+            if (id != op.id_be || n > room || pad4(n) > room)
+                break;
+            for (uint32_t i = n; i < pad4(n); ++i)
+                if (a[kAttrHeader + i] != 0)
+                    return TLVU_ERR_BAD_PADDING;
+            if (n >= op.w)
+                return TLVU_ERR_STRING_TOO_LONG;
+            std::memcpy(d, a + kAttrHeader, n);
+            std::memset(d + n, 0, op.w - n);
+            pos += kAttrHeader + pad4(n);
+        }
+        seen |= uint64_t{1} << op.field;
+    }
+    if (pos < end) {
+        const int32_t rc = fill(s.elem, v, pos, end, dst, NoList{}, seen, k);
+        if (rc != TLVU_OK)
+            return rc;
+    }
+    const uint64_t all = plan.n == 64 ? ~uint64_t{0} : (uint64_t{1} << plan.n) - 1;
+    if (tmpl != nullptr && seen != all)
+        for (uint32_t i = 0; i < plan.n; ++i)
+            if (!(seen & (uint64_t{1} << i)))
+                std::memcpy(dst + plan.ops[i].off, tmpl + plan.ops[i].off, plan.ops[i].w);
+    return TLVU_OK;
+}
+
 // Fills the list's `count` elements (framing checked by scan) from the list
-// attribute's value. Elements of records start as a copy of element 0, which
-// the element table's init function prepared, so init runs once per call;
-// element 0 itself is filled last.
+// attribute's value. Element 0, prepared by the element table's init
+// function, is the template of the others, so init runs once per call; it is
+// filled last. When the element table's fields cover the whole record, an
+// element takes from the template only the fields it lacks; otherwise it
+// starts as a copy of it.
 int32_t fill_list(const Schema &s, const uint8_t *v, uint32_t len, uint32_t count, uint8_t *elems)
 {
     const vlan_mgr_tlv_field_t &l = *s.top.list;
     const uint32_t es = l.elem_size;
     Attr e;
     if (!s.has_elem) {
+        const Op op = fixed_op(l.id, 0, es, 0);
         uint8_t *dst = elems;
         for (uint32_t q = 0; q < len; q = e.next, dst += es) {
             int32_t rc = next_attr(v, q, len, e);
@@ -131,12 +239,16 @@ int32_t fill_list(const Schema &s, const uint8_t *v, uint32_t len, uint32_t coun
                 return rc;
             if (e.len != es)
                 return TLVU_ERR_BAD_LENGTH;
-            copy_value(dst, v + q + kAttrHeader, es);
+            rc = take_fixed(op, v + q + kAttrHeader, dst);
+            if (rc != TLVU_OK)
+                return rc;
         }
         return TLVU_OK;
     }
     if (count == 0)
         return TLVU_OK;
+    Plan plan;
+    make_plan(s.elem, plan);
     Attr first;
     int32_t rc = next_attr(v, 0, len, first);
     if (rc != TLVU_OK)
@@ -146,13 +258,14 @@ int32_t fill_list(const Schema &s, const uint8_t *v, uint32_t len, uint32_t coun
         rc = next_attr(v, q, len, e);
         if (rc != TLVU_OK)
             return rc;
-        std::memcpy(dst, elems, es);
+        if (!plan.covered)
+            std::memcpy(dst, elems, es);
         const uint32_t start = q + kAttrHeader;
-        rc = fill(s.elem, v, start, start + e.len, dst, NoList{});
+        rc = fill_element(s, plan, v, start, start + e.len, dst, plan.covered ? elems : nullptr);
         if (rc != TLVU_OK)
             return rc;
     }
-    return fill(s.elem, v, kAttrHeader, kAttrHeader + first.len, elems, NoList{});
+    return fill_element(s, plan, v, kAttrHeader, kAttrHeader + first.len, elems, nullptr);
 }
 
 int32_t decode(const Schema &s, const uint8_t *p, const Scan &sc, uint8_t *rec)
@@ -168,8 +281,10 @@ int32_t decode(const Schema &s, const uint8_t *p, const Scan &sc, uint8_t *rec)
         if (et->init != nullptr && et->init(elems) != 0)
             return TLVU_ERR_INIT_FAILED;
     }
-    int32_t rc = fill(s.top, p, sc.body, sc.total, rec,
-                      [&](const uint8_t *v, uint32_t len) { return fill_list(s, v, len, sc.count, elems); });
+    uint64_t seen = 0;
+    int32_t rc = fill(
+        s.top, p, sc.body, sc.total, rec,
+        [&](const uint8_t *v, uint32_t len) { return fill_list(s, v, len, sc.count, elems); }, seen);
     if (rc != TLVU_OK)
         return rc;
     // The caller finds the list through the count function: it must not

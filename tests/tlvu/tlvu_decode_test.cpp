@@ -361,6 +361,59 @@ TEST(TlvuDecode, ElementFieldWithWrongLengthOrLongNameIsRefused)
                    TLVU_ERR_STRING_TOO_LONG);
 }
 
+TEST(TlvuDecode, ElementFieldsInAnotherOrderOrMissingOrFollowedByUnknownIds)
+{
+    CreateRec a = make_create(10), b = make_create(11), c;
+    create_init(&c);
+    c.f11 = 77;
+    // a: reversed order; b: every field, then an unknown one; c: one field.
+    Attrs ea;
+    ea.attr(8, Bytes(a.name, a.name + std::strlen(a.name)))
+        .u32(30, a.f30).u32(15, a.f15).u32(14, a.f14).u32(12, a.f12).u32(11, a.f11).u32(13, a.f13)
+        .attr(16, bytes_of(a.key, 6)).u32(6, a.f6).u16(7, a.f7).u16(10, a.f10).u16(9, a.bd);
+    Attrs eb;
+    eb.u16(9, b.bd).u16(10, b.f10).u16(7, b.f7).u32(6, b.f6).attr(16, bytes_of(b.key, 6)).u32(13, b.f13)
+        .u32(11, b.f11).u32(12, b.f12).u32(14, b.f14).u32(15, b.f15).u32(30, b.f30)
+        .attr(8, Bytes(b.name, b.name + std::strlen(b.name))).u32(99, 1);
+    Attrs ec;
+    ec.u32(11, 77);
+    Attrs list;
+    list.attr(18, ea.b).attr(18, eb.b).attr(18, ec.b);
+    Bytes tlv = Builder("test_create_payload_t").u32(17, 3).attr(18, list.b).done();
+    EXPECT_EQ(decode(create_payload_tbl.get(), tlv), payload(std::vector<CreateRec>{a, b, c}));
+}
+
+TEST(TlvuDecode, ElementFieldWithNonZeroPaddingIsRefused)
+{
+    // A 2-byte value whose slot's spare bytes are not zero.
+    Attrs e;
+    e.attr(9, {1, 2, 0, 7});
+    Attrs list;
+    list.attr(19, e.b);
+    Bytes b = Builder("test_del_payload_t").u32(17, 1).attr(19, list.b).done();
+    put_be32(b, b.size() - 8, 2); // the attribute says 2 bytes; its slot holds 1, 2, 0, 7
+    expect_refused(del_payload_tbl.get(), b, TLVU_ERR_BAD_PADDING);
+    // A name whose padding is not zero.
+    Attrs e2;
+    e2.attr(8, {'a', 'b', 'c', 'd', 'e', 0, 0, 9});
+    Attrs list2;
+    list2.attr(19, e2.b);
+    Bytes b2 = Builder("test_del_payload_t").u32(17, 1).attr(19, list2.b).done();
+    put_be32(b2, b2.size() - 12, 5);
+    expect_refused(del_payload_tbl.get(), b2, TLVU_ERR_BAD_PADDING);
+}
+
+TEST(TlvuDecode, RoundTripOfOddWidthsAndOfAListEndingOnA4ByteValue)
+{
+    Bytes rec(4 + 16 * 5);
+    store<uint32_t>(&rec[0], 5);
+    for (size_t i = 4; i < rec.size(); ++i)
+        rec[i] = static_cast<uint8_t>(i * 37);
+    EXPECT_EQ(decode(odd_list_tbl.get(), encode(odd_list_tbl.get(), rec.data())), rec);
+    EXPECT_EQ(decode(pair_list_tbl.get(), encode(pair_list_tbl.get(), rec.data())), rec);
+    EXPECT_EQ(decode(odd_tbl.get(), encode(odd_tbl.get(), &rec[4])), Bytes(rec.begin() + 4, rec.begin() + 20));
+}
+
 // ---- Round trips ----------------------------------------------------------
 
 TEST(TlvuDecode, RoundTripOfPayloadsOf0And1And4094Records)
@@ -587,6 +640,12 @@ std::vector<std::pair<const vlan_mgr_tlv_table_t *, Bytes>> valid_buffers()
     bitmap_init(&r);
     r.bm[100] = 0x42;
     out.emplace_back(bitmap_tbl.get(), encode(bitmap_tbl.get(), &r));
+    uint8_t odd[4 + 2 * 16];
+    store<uint32_t>(odd, 2);
+    for (int i = 4; i < 36; ++i)
+        odd[i] = static_cast<uint8_t>(i);
+    out.emplace_back(odd_list_tbl.get(), encode(odd_list_tbl.get(), odd));
+    out.emplace_back(pair_list_tbl.get(), encode(pair_list_tbl.get(), odd));
     return out;
 }
 
