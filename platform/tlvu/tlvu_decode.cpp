@@ -79,6 +79,8 @@ inline int32_t put_value(const vlan_mgr_tlv_field_t &f, const uint8_t *v, uint32
     // A string travels without its NUL; the buffer must keep room for it.
     if (len >= f.max_size)
         return TLVU_ERR_STRING_TOO_LONG;
+    if (text_len(v, len) != len)
+        return TLVU_ERR_BAD_TEXT; // the text would end early: not what was sent
     std::memcpy(dst, v, len);
     std::memset(dst + len, 0, f.max_size - len);
     return TLVU_OK;
@@ -200,6 +202,8 @@ int32_t fill_element(const Schema &s, const Plan &plan, const uint8_t *v, uint32
                     return TLVU_ERR_BAD_PADDING;
             if (n >= op.w)
                 return TLVU_ERR_STRING_TOO_LONG;
+            if (text_len(a + kAttrHeader, n) != n)
+                return TLVU_ERR_BAD_TEXT;
             std::memcpy(d, a + kAttrHeader, n);
             std::memset(d + n, 0, op.w - n);
             pos += kAttrHeader + pad4(n);

@@ -226,6 +226,20 @@ TEST(TlvuDecode, NameOf32CharactersIsAcceptedAnd33Refused)
                    TLVU_ERR_STRING_TOO_LONG);
 }
 
+TEST(TlvuDecode, NameWithANulInsideIsRefused)
+{
+    expect_refused(del_tbl.get(), Builder("test_del_t").attr(8, {'a', 0, 'b'}).done(), TLVU_ERR_BAD_TEXT);
+    expect_refused(del_tbl.get(), Builder("test_del_t").attr(8, {0}).done(), TLVU_ERR_BAD_TEXT);
+    expect_refused(del_tbl.get(), Builder("test_del_t").attr(8, {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 0}).done(),
+                   TLVU_ERR_BAD_TEXT);
+    Attrs e;
+    e.attr(8, {'x', 'y', 0});
+    Attrs list;
+    list.attr(19, e.b);
+    expect_refused(del_payload_tbl.get(), Builder("test_del_payload_t").u32(17, 1).attr(19, list.b).done(),
+                   TLVU_ERR_BAD_TEXT);
+}
+
 TEST(TlvuDecode, ShortNameClearsTheRestOfItsBuffer)
 {
     // A default-filled name buffer is replaced whole: the NUL and every byte after it.
@@ -666,7 +680,8 @@ int32_t decode_any(const vlan_mgr_tlv_table_t *t, const Bytes &b)
         std::free(rec);
     } else {
         EXPECT_GE(rc, TLVU_ERR_INVALID_ARG);
-        EXPECT_LE(rc, TLVU_ERR_BUFFER_TOO_SMALL);
+        EXPECT_LE(rc, TLVU_ERR_BAD_TEXT);
+        EXPECT_NE(rc, TLVU_END);
         EXPECT_EQ(rec, nullptr);
     }
     OddCopy odd(b);
