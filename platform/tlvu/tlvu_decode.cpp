@@ -1,9 +1,7 @@
 // TLV to record. A first pass checks the framing of the top level and of the
 // list's elements and counts the elements, so that the one allocation is
 // sized from the bytes present; a second pass fills the record.
-#include <bit>
 #include <cstdlib>
-#include <type_traits>
 
 #include "tlvu_internal.h"
 
@@ -81,8 +79,8 @@ inline int32_t put_value(const vlan_mgr_tlv_field_t &f, const uint8_t *v, uint32
         return TLVU_ERR_STRING_TOO_LONG;
     if (text_len(v, len) != len)
         return TLVU_ERR_BAD_TEXT; // the text would end early: not what was sent
-    std::memcpy(dst, v, len);
-    std::memset(dst + len, 0, f.max_size - len);
+    copy_bytes(dst, v, len);
+    zero_bytes(dst + len, f.max_size - len);
     return TLVU_OK;
 }
 
@@ -118,53 +116,46 @@ struct NoList {
     int32_t operator()(const uint8_t *, uint32_t) const { return TLVU_ERR_BAD_TABLE; }
 };
 
-// The padding bytes of a W-byte value in its slot of S bytes, as a mask over
-// the slot loaded from memory.
-template <typename S, uint32_t W> constexpr S pad_mask()
+inline uint32_t load32(const uint8_t *p)
 {
-    struct Bytes {
-        uint8_t b[sizeof(S)];
-    } m{};
-    for (uint32_t i = W; i < sizeof(S); ++i)
-        m.b[i] = 0xff;
-    return std::bit_cast<S>(m);
-}
-
-// Takes a W-byte value out of its slot (whose header was matched): the slot's
-// spare bytes must be zero padding.
-template <uint32_t W> inline bool take_small(const uint8_t *val, uint8_t *dst)
-{
-    using S = std::conditional_t<(W <= 4), uint32_t, uint64_t>;
-    S slot;
-    std::memcpy(&slot, val, sizeof slot);
-    if ((slot & pad_mask<S, W>()) != 0)
-        return false;
-    std::memcpy(dst, &slot, W);
-    return true;
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
 }
 
 // Takes the value of a fixed field whose header matched the operation's and
-// whose attribute lies inside the run.
+// whose attribute lies inside the run: the slot's spare bytes must be zero
+// padding. A value of 2 to 8 bytes is copied with two loads and two stores
+// that overlap as the width needs, so that every width takes the same path.
 inline int32_t take_fixed(const Op &op, const uint8_t *val, uint8_t *dst)
 {
-    bool ok = true;
-    switch (op.code) {
-    case 1: ok = take_small<1>(val, dst); break;
-    case 2: ok = take_small<2>(val, dst); break;
-    case 3: ok = take_small<3>(val, dst); break;
-    case 4: ok = take_small<4>(val, dst); break;
-    case 5: ok = take_small<5>(val, dst); break;
-    case 6: ok = take_small<6>(val, dst); break;
-    case 7: ok = take_small<7>(val, dst); break;
-    case 8: ok = take_small<8>(val, dst); break;
-    default:
-        for (uint32_t k = op.w; k < pad4(op.w); ++k)
-            ok = ok && val[k] == 0;
-        if (ok)
-            std::memcpy(dst, val, op.w);
-        break;
+    const uint32_t w = op.w;
+    if (w <= 8) {
+        uint32_t pad = load32(val) & op.pad_lo;
+        if (w > 4)
+            pad |= load32(val + 4) & op.pad_hi;
+        if (pad != 0)
+            return TLVU_ERR_BAD_PADDING;
+        if (w >= 4) {
+            const uint32_t lo = load32(val), hi = load32(val + w - 4);
+            std::memcpy(dst, &lo, 4);
+            std::memcpy(dst + w - 4, &hi, 4);
+        } else if (w >= 2) {
+            uint16_t lo, hi;
+            std::memcpy(&lo, val, 2);
+            std::memcpy(&hi, val + w - 2, 2);
+            std::memcpy(dst, &lo, 2);
+            std::memcpy(dst + w - 2, &hi, 2);
+        } else {
+            *dst = *val;
+        }
+        return TLVU_OK;
     }
-    return ok ? TLVU_OK : TLVU_ERR_BAD_PADDING;
+    for (uint32_t k = w; k < pad4(w); ++k)
+        if (val[k] != 0)
+            return TLVU_ERR_BAD_PADDING;
+    std::memcpy(dst, val, w);
+    return TLVU_OK;
 }
 
 // Fills one element from its attributes [pos, end) of the list's value v.
@@ -175,10 +166,11 @@ inline int32_t take_fixed(const Op &op, const uint8_t *val, uint8_t *dst)
 int32_t fill_element(const Schema &s, const Plan &plan, const uint8_t *v, uint32_t pos, uint32_t end, uint8_t *dst,
                      const uint8_t *tmpl)
 {
-    uint64_t seen = 0;
+    // Local copies: the stores into the record could alias the plan.
+    const uint32_t nops = plan.n;
     uint32_t k = 0;
-    for (; k < plan.n && end - pos >= kAttrHeader; ++k) {
-        const Op &op = plan.ops[k];
+    for (; k < nops && end - pos >= kAttrHeader; ++k) {
+        const Op op = plan.ops[k];
         const uint8_t *a = v + pos;
         uint8_t *d = dst + op.off;
         if (op.code != kOpText) {
@@ -204,20 +196,21 @@ int32_t fill_element(const Schema &s, const Plan &plan, const uint8_t *v, uint32
                 return TLVU_ERR_STRING_TOO_LONG;
             if (text_len(a + kAttrHeader, n) != n)
                 return TLVU_ERR_BAD_TEXT;
-            std::memcpy(d, a + kAttrHeader, n);
-            std::memset(d + n, 0, op.w - n);
+            copy_bytes(d, a + kAttrHeader, n);
+            zero_bytes(d + n, op.w - n);
             pos += kAttrHeader + pad4(n);
         }
-        seen |= uint64_t{1} << op.field;
     }
+    // The short way took the plan's first k fields, in order.
+    uint64_t seen = k == 64 ? ~uint64_t{0} : (uint64_t{1} << k) - 1;
     if (pos < end) {
         const int32_t rc = fill(s.elem, v, pos, end, dst, NoList{}, seen, k);
         if (rc != TLVU_OK)
             return rc;
     }
-    const uint64_t all = plan.n == 64 ? ~uint64_t{0} : (uint64_t{1} << plan.n) - 1;
+    const uint64_t all = nops == 64 ? ~uint64_t{0} : (uint64_t{1} << nops) - 1;
     if (tmpl != nullptr && seen != all)
-        for (uint32_t i = 0; i < plan.n; ++i)
+        for (uint32_t i = 0; i < nops; ++i)
             if (!(seen & (uint64_t{1} << i)))
                 std::memcpy(dst + plan.ops[i].off, tmpl + plan.ops[i].off, plan.ops[i].w);
     return TLVU_OK;
@@ -258,16 +251,16 @@ int32_t fill_list(const Schema &s, const uint8_t *v, uint32_t len, uint32_t coun
     if (rc != TLVU_OK)
         return rc;
     uint8_t *dst = elems + es;
-    for (uint32_t q = first.next; q < len; q = e.next, dst += es) {
-        rc = next_attr(v, q, len, e);
-        if (rc != TLVU_OK)
-            return rc;
+    const uint8_t *tmpl = plan.covered ? elems : nullptr;
+    for (uint32_t q = first.next; q < len; dst += es) {
+        // The element's framing was checked by scan: its length only.
+        const uint32_t start = q + kAttrHeader, elen = load_be32(v + q + 4);
         if (!plan.covered)
             std::memcpy(dst, elems, es);
-        const uint32_t start = q + kAttrHeader;
-        rc = fill_element(s, plan, v, start, start + e.len, dst, plan.covered ? elems : nullptr);
+        rc = fill_element(s, plan, v, start, start + elen, dst, tmpl);
         if (rc != TLVU_OK)
             return rc;
+        q = start + pad4(elen);
     }
     return fill_element(s, plan, v, kAttrHeader, kAttrHeader + first.len, elems, nullptr);
 }

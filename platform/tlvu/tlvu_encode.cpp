@@ -142,7 +142,7 @@ inline uint8_t *put_op(const Op &op, const uint8_t *rec, uint8_t *o)
         store_be32(o + 4, n);
         if (n & 3u)
             std::memset(o + kAttrHeader + (n & ~3u), 0, 4);
-        std::memcpy(o + kAttrHeader, src, n);
+        copy_bytes(o + kAttrHeader, src, n);
         return o + kAttrHeader + pad4(n);
     }
     }
@@ -159,9 +159,10 @@ uint8_t *put_list(const Schema &s, const uint8_t *rec, uint32_t count, uint8_t *
         Plan plan;
         make_plan(s.elem, plan);
         const uint32_t id_be = from_be32(static_cast<uint32_t>(l.id));
+        const uint32_t nops = plan.n; // a local: the stores could alias the plan
         for (uint32_t i = 0; i < count; ++i, e += l.elem_size) {
             uint8_t *q = p + kAttrHeader;
-            for (uint32_t k = 0; k < plan.n; ++k) {
+            for (uint32_t k = 0; k < nops; ++k) {
                 const Op &op = plan.ops[k];
                 if (op.wide) {
                     // One 8-byte load, masked to the value: the slot's

@@ -95,6 +95,56 @@ template <uint32_t W, typename S> inline S load_zext(const uint8_t *src)
     }
 }
 
+// memcpy and memset for the short runs of a VLAN name: overlapping word
+// moves that touch exactly [0, n), without a call. Longer runs use the
+// library's functions.
+inline void copy_bytes(uint8_t *d, const uint8_t *s, uint32_t n)
+{
+    if (n >= 8 && n <= 64) {
+        uint64_t w;
+        for (uint32_t i = 0; i + 8 < n; i += 8) {
+            std::memcpy(&w, s + i, 8);
+            std::memcpy(d + i, &w, 8);
+        }
+        std::memcpy(&w, s + n - 8, 8);
+        std::memcpy(d + n - 8, &w, 8);
+    } else if (n >= 4 && n < 8) {
+        uint32_t lo, hi;
+        std::memcpy(&lo, s, 4);
+        std::memcpy(&hi, s + n - 4, 4);
+        std::memcpy(d, &lo, 4);
+        std::memcpy(d + n - 4, &hi, 4);
+    } else if (n >= 2 && n < 4) {
+        uint16_t lo, hi;
+        std::memcpy(&lo, s, 2);
+        std::memcpy(&hi, s + n - 2, 2);
+        std::memcpy(d, &lo, 2);
+        std::memcpy(d + n - 2, &hi, 2);
+    } else if (n == 1) {
+        *d = *s;
+    } else if (n > 64) {
+        std::memcpy(d, s, n);
+    }
+}
+
+inline void zero_bytes(uint8_t *d, uint32_t n)
+{
+    const uint64_t z = 0;
+    if (n >= 8 && n <= 64) {
+        for (uint32_t i = 0; i + 8 < n; i += 8)
+            std::memcpy(d + i, &z, 8);
+        std::memcpy(d + n - 8, &z, 8);
+    } else if (n >= 4 && n < 8) {
+        std::memcpy(d, &z, 4);
+        std::memcpy(d + n - 4, &z, 4);
+    } else if (n > 64) {
+        std::memset(d, 0, n);
+    } else {
+        for (uint32_t i = 0; i < n; ++i)
+            d[i] = 0;
+    }
+}
+
 // A schema table as one call sees it, after check_table has accepted it.
 struct Table {
     const vlan_mgr_tlv_table_t *t = nullptr;
@@ -195,6 +245,8 @@ struct Op {
     uint8_t field;   // index of the descriptor in its table
     bool wide;       // width <= 8 and 8 bytes from the offset stay in the record
     uint64_t mask;   // the value's bytes in an 8-byte load (fixed fields <= 8)
+    uint32_t pad_lo; // the padding bytes of the value's slot, as masks over
+    uint32_t pad_hi; // its first and second 4-byte loads (fixed fields <= 8)
 };
 
 struct Plan {
@@ -228,9 +280,12 @@ inline Op fixed_op(int32_t id, uint32_t off, uint32_t w, uint32_t field)
     op.code = w <= 8 ? static_cast<uint8_t>(w) : static_cast<uint8_t>(kOpBig);
     op.field = static_cast<uint8_t>(field);
     if (w <= 8) {
-        uint8_t m[8] = {};
+        uint8_t m[8] = {}, pad[8] = {};
         std::memset(m, 0xff, w);
         std::memcpy(&op.mask, m, 8);
+        std::memset(pad + w, 0xff, pad4(w) - w);
+        std::memcpy(&op.pad_lo, pad, 4);
+        std::memcpy(&op.pad_hi, pad + 4, 4);
     }
     return op;
 }

@@ -455,6 +455,40 @@ TEST(TlvuDecode, RoundTripOfNamesOf0And32Characters)
     }
 }
 
+TEST(TlvuDecode, RoundTripOfEveryNameLengthFrom0To32)
+{
+    std::vector<DelRec> recs;
+    for (uint32_t n = 0; n <= 32; ++n) {
+        std::string name;
+        for (uint32_t i = 0; i < n; ++i)
+            name.push_back(static_cast<char>('a' + (i + n) % 26));
+        recs.push_back(make_del(static_cast<uint16_t>(n), 1, n, name.c_str(), n));
+        DelRec &r = recs.back();
+        EXPECT_EQ(decode(del_tbl.get(), encode(del_tbl.get(), &r)), bytes_of(&r, sizeof r)) << n;
+    }
+    Bytes p = payload(recs);
+    Bytes tlv = encode(del_payload_tbl.get(), p.data());
+    EXPECT_EQ(decode(del_payload_tbl.get(), tlv), p);
+    // Each name's attribute holds exactly its characters.
+    HeapCopy c(tlv);
+    tlvu_field_itr_t top, elems, fields;
+    tlvu_field_t f;
+    ASSERT_EQ(tlvu_field_itr_init(&top, c.p, 0, del_payload_tbl.get(), 0, 0), TLVU_OK);
+    ASSERT_EQ(tlvu_field_itr_get_next(&top, &f), TLVU_OK);
+    ASSERT_EQ(tlvu_field_itr_get_next(&top, &f), TLVU_OK);
+    ASSERT_EQ(tlvu_field_itr_init(&elems, f.value, f.len, del_payload_tbl.get(), 0, 1), TLVU_OK);
+    for (uint32_t n = 0; n <= 32; ++n) {
+        ASSERT_EQ(tlvu_field_itr_get_next(&elems, &f), TLVU_OK);
+        ASSERT_EQ(tlvu_field_itr_init(&fields, f.value, f.len, del_tbl.get(), 0, 2), TLVU_OK);
+        tlvu_field_t g;
+        while (tlvu_field_itr_get_next(&fields, &g) == TLVU_OK && g.id != 8) {
+        }
+        ASSERT_EQ(g.id, 8);
+        EXPECT_EQ(g.len, n);
+        EXPECT_EQ(std::string(static_cast<const char *>(g.value), g.len), std::string(recs[n].name)) << n;
+    }
+}
+
 TEST(TlvuDecode, RoundTripOfPlainListOf0And1And4094Values)
 {
     for (uint32_t n : {0u, 1u, 4094u}) {
