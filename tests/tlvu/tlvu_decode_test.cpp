@@ -741,6 +741,9 @@ TEST(TlvuDecode, EveryBufferCutAtEveryShorterLengthIsTruncated)
             EXPECT_EQ(tlvu_table_get_struct_size_from_tlv(&size, c.p, static_cast<uint32_t>(len), t),
                       TLVU_ERR_TRUNCATED);
             EXPECT_EQ(rec, nullptr);
+            OddCopy odd(Bytes(b.begin(), b.begin() + static_cast<std::ptrdiff_t>(len)));
+            EXPECT_EQ(tlvu_table_convert_tlv_to_struct(&rec, odd.data(), odd.size(), t, 0), TLVU_ERR_TRUNCATED);
+            EXPECT_EQ(rec, nullptr);
         }
     }
     EXPECT_EQ(tp::live_allocs(), 0);
