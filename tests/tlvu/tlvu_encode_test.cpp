@@ -184,6 +184,7 @@ TEST(TlvuEncode, NameWithoutNulInAListElementIsRefused)
     EXPECT_EQ(tlvu_table_convert_struct_to_tlv(&buf, &len, create_payload_tbl.get(), rec.data(), 0, nullptr, 0),
               TLVU_ERR_STRING_TOO_LONG);
     EXPECT_EQ(buf, nullptr);
+    EXPECT_EQ(tp::alloc_calls(), 0); // found while sizing
     EXPECT_EQ(tlvu_table_size(create_payload_tbl.get(), rec.data()), 0u);
 }
 
