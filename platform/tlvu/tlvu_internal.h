@@ -255,6 +255,16 @@ struct Plan {
     // Every byte of the record belongs to some field: a record whose fields
     // are all present needs no defaults.
     bool covered = false;
+    // The leading fixed fields of at most 8 bytes, in a compact form for the
+    // decoder's short way, and the bytes their attributes take together.
+    uint32_t nsmall = 0;
+    uint32_t small_bytes = 0;
+    struct Small {
+        uint64_t hdr;
+        uint32_t off;
+        uint32_t w;
+        uint32_t pad_lo, pad_hi;
+    } small[TLVU_MAX_FIELDS];
 };
 
 inline uint64_t attr_header(int32_t id, uint32_t len)

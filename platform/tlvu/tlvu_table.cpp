@@ -113,6 +113,13 @@ void make_plan(const Table &t, Plan &plan)
     for (uint32_t i = 0; i < t.nfields && start[i] <= reach; ++i)
         reach = end[i] > reach ? end[i] : reach;
     plan.covered = reach >= t.t->size;
+    plan.nsmall = 0;
+    plan.small_bytes = 0;
+    while (plan.nsmall < plan.n && plan.ops[plan.nsmall].code <= 8) {
+        const Op &op = plan.ops[plan.nsmall];
+        plan.small[plan.nsmall++] = {op.hdr, op.off, op.w, op.pad_lo, op.pad_hi};
+        plan.small_bytes += op.adv;
+    }
 }
 
 int32_t parse_header(const uint8_t *p, uint32_t tlv_len, const Table &t, uint32_t *total, uint32_t *body)

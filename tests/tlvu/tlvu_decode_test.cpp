@@ -417,6 +417,34 @@ TEST(TlvuDecode, ElementFieldWithNonZeroPaddingIsRefused)
     expect_refused(del_payload_tbl.get(), b2, TLVU_ERR_BAD_PADDING);
 }
 
+TEST(TlvuDecode, NonZeroPaddingInAFullElementIsRefused)
+{
+    // Every leading fixed field present, in order: the element takes the
+    // short way, which checks the slots' padding as well.
+    DelRec r = make_del(0x0102, 1, 10, "n", 5);
+    Bytes good = encode(del_payload_tbl.get(), payload(std::vector<DelRec>{r}).data());
+    EXPECT_EQ(decode(del_payload_tbl.get(), good), payload(std::vector<DelRec>{r}));
+    // Header 28 (a name of 18), count 12, list 8, element 8: field 9 at 56.
+    ASSERT_EQ(get_be32(good, 56), 9u);
+    Bytes b = good;
+    b[56 + 11] = 7; // the 2-byte value's last padding byte
+    expect_refused(del_payload_tbl.get(), b, TLVU_ERR_BAD_PADDING);
+    // Field 16 (6 bytes) follows at 68: its padding is in the slot's second word.
+    ASSERT_EQ(get_be32(good, 68), 16u);
+    b = good;
+    b[68 + 8 + 7] = 1;
+    expect_refused(del_payload_tbl.get(), b, TLVU_ERR_BAD_PADDING);
+    b = good;
+    b[68 + 8 + 6] = 1;
+    expect_refused(del_payload_tbl.get(), b, TLVU_ERR_BAD_PADDING);
+    // A value byte changed is still a valid buffer.
+    b = good;
+    b[68 + 8 + 5] = 0x44;
+    Bytes want = payload(std::vector<DelRec>{r});
+    want[4 + 2 + 5] = 0x44;
+    EXPECT_EQ(decode(del_payload_tbl.get(), b), want);
+}
+
 TEST(TlvuDecode, RoundTripOfOddWidthsAndOfAListEndingOnA4ByteValue)
 {
     Bytes rec(4 + 16 * 5);
