@@ -47,7 +47,8 @@ enum tlvu_status {
     TLVU_ERR_INIT_FAILED = 0x411B000D,      /* the table's init function returned non-zero */
     TLVU_ERR_NOT_FOUND = 0x411B000E,        /* tlvu_get_field: no such field in the buffer */
     TLVU_ERR_BUFFER_TOO_SMALL = 0x411B000F, /* tlvu_get_field: the value does not fit the caller's buffer */
-    TLVU_END = 0x411B0010                   /* tlvu_field_itr_get_next: no more fields (not an error) */
+    TLVU_END = 0x411B0010,                  /* tlvu_field_itr_get_next: no more fields (not an error) */
+    TLVU_ERR_BAD_TEXT = 0x411B0011          /* a string value with a NUL inside it */
 };
 
 /* Format version carried in byte 4 of every buffer. */

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "tlvu.h"
 
@@ -62,6 +63,85 @@ inline void copy_value(uint8_t *dst, const uint8_t *src, uint32_t w)
     case 6: std::memcpy(dst, src, 6); break;
     case 8: std::memcpy(dst, src, 8); break;
     default: std::memcpy(dst, src, w); break;
+    }
+}
+
+// Reads W <= 8 bytes into the low-addressed end of a zeroed word: stored
+// back, the word gives the W bytes followed by zero bytes. Built from whole
+// loads and shifts (a byte-wise build through memory stalls the store).
+template <uint32_t W, typename S> inline S load_zext(const uint8_t *src)
+{
+    static_assert(W >= 1 && W <= sizeof(S));
+    if constexpr (W == sizeof(S) || W == 1 || W == 2 || W == 4) {
+        using U = std::conditional_t<W == 1, uint8_t, std::conditional_t<W == 2, uint16_t,
+                  std::conditional_t<W == 4, uint32_t, S>>>;
+        U u;
+        std::memcpy(&u, src, sizeof u);
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        return static_cast<S>(u);
+#else
+        return static_cast<S>(static_cast<S>(u) << (8 * (sizeof(S) - sizeof(U))));
+#endif
+    } else {
+        // W = 3, 5, 6, 7: a low part of 2 or 4 bytes and the rest.
+        constexpr uint32_t L = W > 4 ? 4 : 2;
+        const S lo = load_zext<L, S>(src);
+        const S hi = load_zext<W - L, S>(src + L);
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+        return static_cast<S>(lo | static_cast<S>(hi << (8 * L)));
+#else
+        return static_cast<S>(lo | static_cast<S>(hi >> (8 * L)));
+#endif
+    }
+}
+
+// memcpy and memset for the short runs of a VLAN name: overlapping word
+// moves that touch exactly [0, n), without a call. Longer runs use the
+// library's functions.
+inline void copy_bytes(uint8_t *d, const uint8_t *s, uint32_t n)
+{
+    if (n >= 8 && n <= 64) {
+        uint64_t w;
+        for (uint32_t i = 0; i + 8 < n; i += 8) {
+            std::memcpy(&w, s + i, 8);
+            std::memcpy(d + i, &w, 8);
+        }
+        std::memcpy(&w, s + n - 8, 8);
+        std::memcpy(d + n - 8, &w, 8);
+    } else if (n >= 4 && n < 8) {
+        uint32_t lo, hi;
+        std::memcpy(&lo, s, 4);
+        std::memcpy(&hi, s + n - 4, 4);
+        std::memcpy(d, &lo, 4);
+        std::memcpy(d + n - 4, &hi, 4);
+    } else if (n >= 2 && n < 4) {
+        uint16_t lo, hi;
+        std::memcpy(&lo, s, 2);
+        std::memcpy(&hi, s + n - 2, 2);
+        std::memcpy(d, &lo, 2);
+        std::memcpy(d + n - 2, &hi, 2);
+    } else if (n == 1) {
+        *d = *s;
+    } else if (n > 64) {
+        std::memcpy(d, s, n);
+    }
+}
+
+inline void zero_bytes(uint8_t *d, uint32_t n)
+{
+    const uint64_t z = 0;
+    if (n >= 8 && n <= 64) {
+        for (uint32_t i = 0; i + 8 < n; i += 8)
+            std::memcpy(d + i, &z, 8);
+        std::memcpy(d + n - 8, &z, 8);
+    } else if (n >= 4 && n < 8) {
+        std::memcpy(d, &z, 4);
+        std::memcpy(d + n - 4, &z, 4);
+    } else if (n > 64) {
+        std::memset(d, 0, n);
+    } else {
+        for (uint32_t i = 0; i < n; ++i)
+            d[i] = 0;
     }
 }
 
@@ -141,6 +221,109 @@ inline int32_t next_attr(const uint8_t *p, uint32_t pos, uint32_t end, Attr &a)
     a.len = len;
     a.next = pos + kAttrHeader + padded;
     return TLVU_OK;
+}
+
+// ---- Per-call plans ---------------------------------------------------------
+// A list repeats one element table thousands of times, so each call turns
+// that table into a small array of operations on its own stack: the attribute
+// header of a fixed field is a constant 8-byte pattern, and its width selects
+// a copy of constant size. Nothing is kept between calls.
+
+enum OpCode : uint8_t {
+    // 1..8: fixed field of that width, value in a 4- or 8-byte slot.
+    kOpBig = 9,  // fixed field wider than 8 bytes
+    kOpText = 10 // string: length varies
+};
+
+struct Op {
+    uint64_t hdr;    // the attribute header as it stands in a buffer (fixed fields)
+    uint32_t id_be;  // the field id as it stands in a buffer
+    uint32_t off;    // offset in the record
+    uint32_t w;      // width; buffer size of a string
+    uint32_t adv;    // bytes of the whole attribute (fixed fields)
+    uint8_t code;
+    uint8_t field;   // index of the descriptor in its table
+    bool wide;       // width <= 8 and 8 bytes from the offset stay in the record
+    uint64_t mask;   // the value's bytes in an 8-byte load (fixed fields <= 8)
+    uint32_t pad_lo; // the padding bytes of the value's slot, as masks over
+    uint32_t pad_hi; // its first and second 4-byte loads (fixed fields <= 8)
+};
+
+struct Plan {
+    Op ops[TLVU_MAX_FIELDS];
+    uint32_t n = 0;
+    // Every byte of the record belongs to some field: a record whose fields
+    // are all present needs no defaults.
+    bool covered = false;
+    // The leading fixed fields of at most 8 bytes, in a compact form for the
+    // decoder's short way, and the bytes their attributes take together.
+    uint32_t nsmall = 0;
+    uint32_t small_bytes = 0;
+    struct Small {
+        uint64_t hdr;
+        uint32_t off;
+        uint32_t w;
+        uint32_t pad_lo, pad_hi;
+    } small[TLVU_MAX_FIELDS];
+};
+
+inline uint64_t attr_header(int32_t id, uint32_t len)
+{
+    uint8_t b[8];
+    store_be32(b, static_cast<uint32_t>(id));
+    store_be32(b + 4, len);
+    uint64_t h;
+    std::memcpy(&h, b, 8);
+    return h;
+}
+
+// An operation for a fixed field or for a plain list element (whose
+// attribute looks the same: the list's id and the element's bytes).
+inline Op fixed_op(int32_t id, uint32_t off, uint32_t w, uint32_t field)
+{
+    Op op{};
+    op.hdr = attr_header(id, w);
+    op.id_be = from_be32(static_cast<uint32_t>(id));
+    op.off = off;
+    op.w = w;
+    op.adv = kAttrHeader + pad4(w);
+    op.code = w <= 8 ? static_cast<uint8_t>(w) : static_cast<uint8_t>(kOpBig);
+    op.field = static_cast<uint8_t>(field);
+    if (w <= 8) {
+        uint8_t m[8] = {}, pad[8] = {};
+        std::memset(m, 0xff, w);
+        std::memcpy(&op.mask, m, 8);
+        std::memset(pad + w, 0xff, pad4(w) - w);
+        std::memcpy(&op.pad_lo, pad, 4);
+        std::memcpy(&op.pad_hi, pad + 4, 4);
+    }
+    return op;
+}
+
+// The plan of a table without a list (an element table).
+void make_plan(const Table &t, Plan &plan);
+
+// Length of the text in a buffer of `max` bytes: the offset of its first NUL,
+// or `max` when there is none. Reads only inside the buffer, a word at a time.
+inline uint32_t text_len(const uint8_t *s, uint32_t max)
+{
+    uint32_t i = 0;
+    for (; i + 8 <= max; i += 8) {
+        uint64_t w;
+        std::memcpy(&w, s + i, 8);
+#if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+        w = __builtin_bswap64(w);
+#endif
+        // The lowest flagged byte is the first zero byte (the flags above it
+        // may be false).
+        const uint64_t z = (w - 0x0101010101010101ull) & ~w & 0x8080808080808080ull;
+        if (z != 0)
+            return i + static_cast<uint32_t>(__builtin_ctzll(z)) / 8;
+    }
+    for (; i < max; ++i)
+        if (s[i] == 0)
+            return i;
+    return max;
 }
 
 } // namespace tlvu

@@ -3,6 +3,8 @@
 // remembering them: nothing is kept between calls.
 #include "tlvu_internal.h"
 
+#include <utility>
+
 namespace tlvu {
 
 namespace {
@@ -78,6 +80,46 @@ int32_t check_schema(const vlan_mgr_tlv_table_t *table, Schema &out)
         out.has_elem = true;
     }
     return TLVU_OK;
+}
+
+void make_plan(const Table &t, Plan &plan)
+{
+    plan.n = t.nfields;
+    // Coverage: the fields' byte ranges, sorted by offset, must join up from
+    // 0 to the record's size (at most 64 fields: a simple sort will do).
+    uint32_t start[TLVU_MAX_FIELDS], end[TLVU_MAX_FIELDS];
+    for (uint32_t i = 0; i < t.nfields; ++i) {
+        const vlan_mgr_tlv_field_t &f = t.fields[i];
+        if (f.kind == VLAN_MGR_TLV_KIND_STRING) {
+            Op op{};
+            op.id_be = from_be32(static_cast<uint32_t>(f.id));
+            op.off = f.offset;
+            op.w = f.max_size;
+            op.code = kOpText;
+            op.field = static_cast<uint8_t>(i);
+            plan.ops[i] = op;
+        } else {
+            plan.ops[i] = fixed_op(f.id, f.offset, f.elem_size, i);
+        }
+        plan.ops[i].wide = plan.ops[i].code <= 8 && uint64_t{f.offset} + 8 <= t.t->size;
+        start[i] = plan.ops[i].off;
+        end[i] = plan.ops[i].off + plan.ops[i].w;
+        for (uint32_t j = i; j > 0 && start[j - 1] > start[j]; --j) {
+            std::swap(start[j - 1], start[j]);
+            std::swap(end[j - 1], end[j]);
+        }
+    }
+    uint32_t reach = 0;
+    for (uint32_t i = 0; i < t.nfields && start[i] <= reach; ++i)
+        reach = end[i] > reach ? end[i] : reach;
+    plan.covered = reach >= t.t->size;
+    plan.nsmall = 0;
+    plan.small_bytes = 0;
+    while (plan.nsmall < plan.n && plan.ops[plan.nsmall].code <= 8) {
+        const Op &op = plan.ops[plan.nsmall];
+        plan.small[plan.nsmall++] = {op.hdr, op.off, op.w, op.pad_lo, op.pad_hi};
+        plan.small_bytes += op.adv;
+    }
 }
 
 int32_t parse_header(const uint8_t *p, uint32_t tlv_len, const Table &t, uint32_t *total, uint32_t *body)

@@ -226,6 +226,20 @@ TEST(TlvuDecode, NameOf32CharactersIsAcceptedAnd33Refused)
                    TLVU_ERR_STRING_TOO_LONG);
 }
 
+TEST(TlvuDecode, NameWithANulInsideIsRefused)
+{
+    expect_refused(del_tbl.get(), Builder("test_del_t").attr(8, {'a', 0, 'b'}).done(), TLVU_ERR_BAD_TEXT);
+    expect_refused(del_tbl.get(), Builder("test_del_t").attr(8, {0}).done(), TLVU_ERR_BAD_TEXT);
+    expect_refused(del_tbl.get(), Builder("test_del_t").attr(8, {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 0}).done(),
+                   TLVU_ERR_BAD_TEXT);
+    Attrs e;
+    e.attr(8, {'x', 'y', 0});
+    Attrs list;
+    list.attr(19, e.b);
+    expect_refused(del_payload_tbl.get(), Builder("test_del_payload_t").u32(17, 1).attr(19, list.b).done(),
+                   TLVU_ERR_BAD_TEXT);
+}
+
 TEST(TlvuDecode, ShortNameClearsTheRestOfItsBuffer)
 {
     // A default-filled name buffer is replaced whole: the NUL and every byte after it.
@@ -361,6 +375,87 @@ TEST(TlvuDecode, ElementFieldWithWrongLengthOrLongNameIsRefused)
                    TLVU_ERR_STRING_TOO_LONG);
 }
 
+TEST(TlvuDecode, ElementFieldsInAnotherOrderOrMissingOrFollowedByUnknownIds)
+{
+    CreateRec a = make_create(10), b = make_create(11), c;
+    create_init(&c);
+    c.f11 = 77;
+    // a: reversed order; b: every field, then an unknown one; c: one field.
+    Attrs ea;
+    ea.attr(8, Bytes(a.name, a.name + std::strlen(a.name)))
+        .u32(30, a.f30).u32(15, a.f15).u32(14, a.f14).u32(12, a.f12).u32(11, a.f11).u32(13, a.f13)
+        .attr(16, bytes_of(a.key, 6)).u32(6, a.f6).u16(7, a.f7).u16(10, a.f10).u16(9, a.bd);
+    Attrs eb;
+    eb.u16(9, b.bd).u16(10, b.f10).u16(7, b.f7).u32(6, b.f6).attr(16, bytes_of(b.key, 6)).u32(13, b.f13)
+        .u32(11, b.f11).u32(12, b.f12).u32(14, b.f14).u32(15, b.f15).u32(30, b.f30)
+        .attr(8, Bytes(b.name, b.name + std::strlen(b.name))).u32(99, 1);
+    Attrs ec;
+    ec.u32(11, 77);
+    Attrs list;
+    list.attr(18, ea.b).attr(18, eb.b).attr(18, ec.b);
+    Bytes tlv = Builder("test_create_payload_t").u32(17, 3).attr(18, list.b).done();
+    EXPECT_EQ(decode(create_payload_tbl.get(), tlv), payload(std::vector<CreateRec>{a, b, c}));
+}
+
+TEST(TlvuDecode, ElementFieldWithNonZeroPaddingIsRefused)
+{
+    // A 2-byte value whose slot's spare bytes are not zero.
+    Attrs e;
+    e.attr(9, {1, 2, 0, 7});
+    Attrs list;
+    list.attr(19, e.b);
+    Bytes b = Builder("test_del_payload_t").u32(17, 1).attr(19, list.b).done();
+    put_be32(b, b.size() - 8, 2); // the attribute says 2 bytes; its slot holds 1, 2, 0, 7
+    expect_refused(del_payload_tbl.get(), b, TLVU_ERR_BAD_PADDING);
+    // A name whose padding is not zero.
+    Attrs e2;
+    e2.attr(8, {'a', 'b', 'c', 'd', 'e', 0, 0, 9});
+    Attrs list2;
+    list2.attr(19, e2.b);
+    Bytes b2 = Builder("test_del_payload_t").u32(17, 1).attr(19, list2.b).done();
+    put_be32(b2, b2.size() - 12, 5);
+    expect_refused(del_payload_tbl.get(), b2, TLVU_ERR_BAD_PADDING);
+}
+
+TEST(TlvuDecode, NonZeroPaddingInAFullElementIsRefused)
+{
+    // Every leading fixed field present, in order: the element takes the
+    // short way, which checks the slots' padding as well.
+    DelRec r = make_del(0x0102, 1, 10, "n", 5);
+    Bytes good = encode(del_payload_tbl.get(), payload(std::vector<DelRec>{r}).data());
+    EXPECT_EQ(decode(del_payload_tbl.get(), good), payload(std::vector<DelRec>{r}));
+    // Header 28 (a name of 18), count 12, list 8, element 8: field 9 at 56.
+    ASSERT_EQ(get_be32(good, 56), 9u);
+    Bytes b = good;
+    b[56 + 11] = 7; // the 2-byte value's last padding byte
+    expect_refused(del_payload_tbl.get(), b, TLVU_ERR_BAD_PADDING);
+    // Field 16 (6 bytes) follows at 68: its padding is in the slot's second word.
+    ASSERT_EQ(get_be32(good, 68), 16u);
+    b = good;
+    b[68 + 8 + 7] = 1;
+    expect_refused(del_payload_tbl.get(), b, TLVU_ERR_BAD_PADDING);
+    b = good;
+    b[68 + 8 + 6] = 1;
+    expect_refused(del_payload_tbl.get(), b, TLVU_ERR_BAD_PADDING);
+    // A value byte changed is still a valid buffer.
+    b = good;
+    b[68 + 8 + 5] = 0x44;
+    Bytes want = payload(std::vector<DelRec>{r});
+    want[4 + 2 + 5] = 0x44;
+    EXPECT_EQ(decode(del_payload_tbl.get(), b), want);
+}
+
+TEST(TlvuDecode, RoundTripOfOddWidthsAndOfAListEndingOnA4ByteValue)
+{
+    Bytes rec(4 + 16 * 5);
+    store<uint32_t>(&rec[0], 5);
+    for (size_t i = 4; i < rec.size(); ++i)
+        rec[i] = static_cast<uint8_t>(i * 37);
+    EXPECT_EQ(decode(odd_list_tbl.get(), encode(odd_list_tbl.get(), rec.data())), rec);
+    EXPECT_EQ(decode(pair_list_tbl.get(), encode(pair_list_tbl.get(), rec.data())), rec);
+    EXPECT_EQ(decode(odd_tbl.get(), encode(odd_tbl.get(), &rec[4])), Bytes(rec.begin() + 4, rec.begin() + 20));
+}
+
 // ---- Round trips ----------------------------------------------------------
 
 TEST(TlvuDecode, RoundTripOfPayloadsOf0And1And4094Records)
@@ -385,6 +480,40 @@ TEST(TlvuDecode, RoundTripOfNamesOf0And32Characters)
         std::vector<DelRec> recs = {r, make_del(1, 1, 1, "", 0), r};
         Bytes p = payload(recs);
         EXPECT_EQ(decode(del_payload_tbl.get(), encode(del_payload_tbl.get(), p.data())), p) << name;
+    }
+}
+
+TEST(TlvuDecode, RoundTripOfEveryNameLengthFrom0To32)
+{
+    std::vector<DelRec> recs;
+    for (uint32_t n = 0; n <= 32; ++n) {
+        std::string name;
+        for (uint32_t i = 0; i < n; ++i)
+            name.push_back(static_cast<char>('a' + (i + n) % 26));
+        recs.push_back(make_del(static_cast<uint16_t>(n), 1, n, name.c_str(), n));
+        DelRec &r = recs.back();
+        EXPECT_EQ(decode(del_tbl.get(), encode(del_tbl.get(), &r)), bytes_of(&r, sizeof r)) << n;
+    }
+    Bytes p = payload(recs);
+    Bytes tlv = encode(del_payload_tbl.get(), p.data());
+    EXPECT_EQ(decode(del_payload_tbl.get(), tlv), p);
+    // Each name's attribute holds exactly its characters.
+    HeapCopy c(tlv);
+    tlvu_field_itr_t top, elems, fields;
+    tlvu_field_t f;
+    ASSERT_EQ(tlvu_field_itr_init(&top, c.p, 0, del_payload_tbl.get(), 0, 0), TLVU_OK);
+    ASSERT_EQ(tlvu_field_itr_get_next(&top, &f), TLVU_OK);
+    ASSERT_EQ(tlvu_field_itr_get_next(&top, &f), TLVU_OK);
+    ASSERT_EQ(tlvu_field_itr_init(&elems, f.value, f.len, del_payload_tbl.get(), 0, 1), TLVU_OK);
+    for (uint32_t n = 0; n <= 32; ++n) {
+        ASSERT_EQ(tlvu_field_itr_get_next(&elems, &f), TLVU_OK);
+        ASSERT_EQ(tlvu_field_itr_init(&fields, f.value, f.len, del_tbl.get(), 0, 2), TLVU_OK);
+        tlvu_field_t g;
+        while (tlvu_field_itr_get_next(&fields, &g) == TLVU_OK && g.id != 8) {
+        }
+        ASSERT_EQ(g.id, 8);
+        EXPECT_EQ(g.len, n);
+        EXPECT_EQ(std::string(static_cast<const char *>(g.value), g.len), std::string(recs[n].name)) << n;
     }
 }
 
@@ -587,6 +716,12 @@ std::vector<std::pair<const vlan_mgr_tlv_table_t *, Bytes>> valid_buffers()
     bitmap_init(&r);
     r.bm[100] = 0x42;
     out.emplace_back(bitmap_tbl.get(), encode(bitmap_tbl.get(), &r));
+    uint8_t odd[4 + 2 * 16];
+    store<uint32_t>(odd, 2);
+    for (int i = 4; i < 36; ++i)
+        odd[i] = static_cast<uint8_t>(i);
+    out.emplace_back(odd_list_tbl.get(), encode(odd_list_tbl.get(), odd));
+    out.emplace_back(pair_list_tbl.get(), encode(pair_list_tbl.get(), odd));
     return out;
 }
 
@@ -607,7 +742,8 @@ int32_t decode_any(const vlan_mgr_tlv_table_t *t, const Bytes &b)
         std::free(rec);
     } else {
         EXPECT_GE(rc, TLVU_ERR_INVALID_ARG);
-        EXPECT_LE(rc, TLVU_ERR_BUFFER_TOO_SMALL);
+        EXPECT_LE(rc, TLVU_ERR_BAD_TEXT);
+        EXPECT_NE(rc, TLVU_END);
         EXPECT_EQ(rec, nullptr);
     }
     OddCopy odd(b);
@@ -632,6 +768,9 @@ TEST(TlvuDecode, EveryBufferCutAtEveryShorterLengthIsTruncated)
             uint32_t size = 0;
             EXPECT_EQ(tlvu_table_get_struct_size_from_tlv(&size, c.p, static_cast<uint32_t>(len), t),
                       TLVU_ERR_TRUNCATED);
+            EXPECT_EQ(rec, nullptr);
+            OddCopy odd(Bytes(b.begin(), b.begin() + static_cast<std::ptrdiff_t>(len)));
+            EXPECT_EQ(tlvu_table_convert_tlv_to_struct(&rec, odd.data(), odd.size(), t, 0), TLVU_ERR_TRUNCATED);
             EXPECT_EQ(rec, nullptr);
         }
     }

@@ -90,6 +90,54 @@ TEST(TlvuEncode, ListOfRecordsBehind16BitCountAtOddOffset)
     EXPECT_EQ(encode(upd_req_tbl.get(), rec), expected);
 }
 
+TEST(TlvuEncode, FieldsOf3And5And7BytesArePaddedToTheirSlots)
+{
+    const uint8_t rec[16] = {0xa1, 0xa2, 0xa3, 0xb1, 0xb2, 0xb3, 0xb4, 0xb5,
+                             0xc1, 0xc2, 0xc3, 0xc4, 0xc5, 0xc6, 0xc7, 0xd1};
+    const Bytes fields = {
+        0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x03, 0xa1, 0xa2, 0xa3, 0x00,
+        0x00, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00, 0x05, 0xb1, 0xb2, 0xb3, 0xb4, 0xb5, 0x00, 0x00, 0x00,
+        0x00, 0x00, 0x00, 0x03, 0x00, 0x00, 0x00, 0x07, 0xc1, 0xc2, 0xc3, 0xc4, 0xc5, 0xc6, 0xc7, 0x00,
+        0x00, 0x00, 0x00, 0x04, 0x00, 0x00, 0x00, 0x01, 0xd1, 0x00, 0x00, 0x00,
+    };
+    Bytes want = {0x00, 0x00, 0x00, 0x4c, 0x01, 0x00, 0x00, 0x0a, 't', 'e', 's', 't', '_', 'o', 'd', 'd', '_', 't', 0, 0};
+    want.insert(want.end(), fields.begin(), fields.end());
+    EXPECT_EQ(encode(odd_tbl.get(), rec), want);
+
+    // The same record as the one element of a list: the same attributes.
+    uint8_t list_rec[4 + 16];
+    store<uint32_t>(list_rec, 1);
+    std::memcpy(list_rec + 4, rec, 16);
+    Bytes b = encode(odd_list_tbl.get(), list_rec);
+    ASSERT_EQ(b.size(), 24u + 12 + 8 + 8 + fields.size());
+    EXPECT_EQ(get_be32(b, 36), 2u);  // the list
+    EXPECT_EQ(get_be32(b, 40), 64u);
+    EXPECT_EQ(get_be32(b, 44), 2u);  // its element
+    EXPECT_EQ(get_be32(b, 48), 56u);
+    EXPECT_EQ(Bytes(b.begin() + 52, b.end()), fields);
+}
+
+TEST(TlvuEncode, ListEndingOnA4ByteValueEndsTheBufferExactly)
+{
+    uint8_t rec[4 + 2 * 16];
+    store<uint32_t>(rec, 2);
+    for (int i = 0; i < 32; ++i)
+        rec[4 + i] = static_cast<uint8_t>(0x10 + i);
+    void *buf = nullptr;
+    uint32_t len = 0;
+    ASSERT_EQ(tlvu_table_convert_struct_to_tlv(&buf, &len, pair_list_tbl.get(), rec, 0, nullptr, 0), TLVU_OK);
+    Freer f{buf};
+    const Bytes elem1 = {
+        0x00, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00, 0x28,                         // element, 40 bytes
+        0x00, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00, 0x08, 0x20, 0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27,
+        0x00, 0x00, 0x00, 0x03, 0x00, 0x00, 0x00, 0x04, 0x2c, 0x2d, 0x2e, 0x2f,
+        0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x04, 0x28, 0x29, 0x2a, 0x2b, // the buffer's last bytes
+    };
+    ASSERT_EQ(len, 24u + 12 + 8 + 2 * 48);
+    EXPECT_EQ(bytes_of(static_cast<uint8_t *>(buf) + len - 48, 48), elem1);
+    EXPECT_EQ(decode(pair_list_tbl.get(), bytes_of(buf, len)), bytes_of(rec, sizeof rec));
+}
+
 TEST(TlvuEncode, EmptyNameIsZeroLengthAttribute)
 {
     DelRec r = make_del(1, 1, 1, "", 0);
@@ -136,6 +184,7 @@ TEST(TlvuEncode, NameWithoutNulInAListElementIsRefused)
     EXPECT_EQ(tlvu_table_convert_struct_to_tlv(&buf, &len, create_payload_tbl.get(), rec.data(), 0, nullptr, 0),
               TLVU_ERR_STRING_TOO_LONG);
     EXPECT_EQ(buf, nullptr);
+    EXPECT_EQ(tp::alloc_calls(), 0); // found while sizing
     EXPECT_EQ(tlvu_table_size(create_payload_tbl.get(), rec.data()), 0u);
 }
 

@@ -321,3 +321,28 @@ TEST(TlvuGetField, EveryCutFailsCleanly)
 
 } // namespace
 } // namespace tlvu_test
+
+namespace tlvu_test {
+namespace {
+
+TEST(TlvuIter, ReadersAllocateNothing)
+{
+    HeapCopy c(kDelTlv);
+    const long calls = tp::alloc_calls();
+    tlvu_field_itr_t it;
+    tlvu_field_t f;
+    ASSERT_EQ(tlvu_field_itr_init(&it, c.p, 96, del_tbl.get(), 0, 0), TLVU_OK);
+    while (tlvu_field_itr_get_next(&it, &f) == TLVU_OK) {
+    }
+    uint8_t v[8];
+    uint32_t len = sizeof v;
+    EXPECT_EQ(tlvu_get_field(c.p, 96, 9, v, &len, del_tbl.get()), TLVU_OK);
+    uint32_t size = 0;
+    EXPECT_EQ(tlvu_table_get_struct_size_from_tlv(&size, c.p, 96, del_tbl.get()), TLVU_OK);
+    DelRec r = make_del(0x1234, 1, 10, "blue", 0xA1B2C3D4);
+    EXPECT_EQ(tlvu_table_size(del_tbl.get(), &r), 96u);
+    EXPECT_EQ(tp::alloc_calls(), calls);
+}
+
+} // namespace
+} // namespace tlvu_test

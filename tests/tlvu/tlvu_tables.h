@@ -189,4 +189,17 @@ inline const TableOf<4> bitmap_tbl = {
 // A 6-byte key: a 16-bit and a 32-bit field.
 inline const TableOf<2> key_tbl = {6, "test_key_t", key_init, 0, {fixed(4, 0, 2), fixed(5, 2, 4), terminator()}};
 
+// Fields of 3, 5, 7 and 1 bytes: 16 bytes, packed.
+inline const TableOf<4> odd_tbl = {
+    16, "test_odd_t", nullptr, 0, {fixed(1, 0, 3), fixed(2, 3, 5), fixed(3, 8, 7), fixed(4, 15, 1), terminator()}};
+inline const TableOf<2> odd_list_tbl = {
+    4, "test_odd_list_t", zero4_init, 0, {fixed(1, 0, 4), list(2, 4, 16, count_at_0, odd_tbl.get()), terminator()}};
+
+// A 16-byte element whose last field in carrying order is a 4-byte value
+// with 8 bytes of record from its offset: the list ends on it.
+inline const TableOf<3> pair_tbl = {
+    16, "test_pair_t", nullptr, 0, {fixed(2, 0, 8), fixed(3, 12, 4), fixed(1, 8, 4), terminator()}};
+inline const TableOf<2> pair_list_tbl = {
+    4, "test_pair_list_t", zero4_init, 0, {fixed(1, 0, 4), list(2, 4, 16, count_at_0, pair_tbl.get()), terminator()}};
+
 } // namespace tlvu_test
