@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-#include "../tests/tlvu/tlvu_tables.h"
+#include "tlvu_test_tables.h"
 #include "ratio.h"
 
 namespace {

@@ -12,7 +12,7 @@
 
 #include "test_platform.h"
 #include "tlvu.h"
-#include "tlvu_tables.h"
+#include "tlvu_test_tables.h"
 
 namespace tlvu_test {
 

@@ -1,4 +1,4 @@
-// Schema tables of the TLV utility's tests (and of its fuzz target), shaped
+// Schema tables of the TLV utility's tests, fuzz target and benchmark, shaped
 // like the library's own: a packed record with an unaligned 4-byte field at
 // offset 49 and a 33-byte string, a 73-byte packed record with fields out of
 // offset order, payloads with a count and a list of such records, a list of
