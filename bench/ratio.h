@@ -15,7 +15,7 @@ namespace bench_ratio {
 
 struct Pair {
     std::string bench, floor;
-    double target; // the ratio the figure should stay within
+    double target; // the ratio the figure should stay within; 0: none set
 };
 
 inline std::vector<Pair> &pairs()
@@ -55,10 +55,16 @@ inline int run(int argc, char **argv)
         if (b == collector.ns.end() || f == collector.ns.end() || f->second <= 0)
             continue;
         double ratio = b->second / f->second;
-        over += ratio > p.target;
-        std::printf("%-48s %12.1f %12.1f %8.2f %8.2f%s\n", p.bench.c_str(), b->second, f->second, ratio, p.target,
-                    ratio > p.target ? "  over target" : "");
+        const bool is_over = p.target > 0 && ratio > p.target;
+        over += is_over;
+        char target[16] = "-";
+        if (p.target > 0)
+            std::snprintf(target, sizeof target, "%.2f", p.target);
+        std::printf("%-48s %12.1f %12.1f %8.2f %8s%s\n", p.bench.c_str(), b->second, f->second, ratio, target,
+                    is_over ? "  over target" : "");
     }
+    if (over > 0)
+        std::printf("%d figure(s) over target\n", over);
     benchmark::Shutdown();
     return 0; // figures are reported, not asserted: timing is not a test
 }

@@ -4,35 +4,53 @@
 // never read through a cast pointer.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 namespace vlan_mgr::wire {
 
+// Big-endian fields are copied with memcpy and swapped on a little-endian
+// host, which compiles to one unaligned load or store and a byte swap.
+inline uint16_t to_big16(uint16_t v)
+{
+    if constexpr (std::endian::native == std::endian::little)
+        return __builtin_bswap16(v);
+    return v;
+}
+
+inline uint32_t to_big32(uint32_t v)
+{
+    if constexpr (std::endian::native == std::endian::little)
+        return __builtin_bswap32(v);
+    return v;
+}
+
 inline void put_u16(uint8_t *p, size_t off, uint16_t v)
 {
-    p[off] = static_cast<uint8_t>(v >> 8);
-    p[off + 1] = static_cast<uint8_t>(v);
+    v = to_big16(v);
+    std::memcpy(p + off, &v, sizeof v);
 }
 
 inline void put_u32(uint8_t *p, size_t off, uint32_t v)
 {
-    p[off] = static_cast<uint8_t>(v >> 24);
-    p[off + 1] = static_cast<uint8_t>(v >> 16);
-    p[off + 2] = static_cast<uint8_t>(v >> 8);
-    p[off + 3] = static_cast<uint8_t>(v);
+    v = to_big32(v);
+    std::memcpy(p + off, &v, sizeof v);
 }
 
 inline uint16_t get_u16(const uint8_t *p, size_t off)
 {
-    return static_cast<uint16_t>((p[off] << 8) | p[off + 1]);
+    uint16_t v;
+    std::memcpy(&v, p + off, sizeof v);
+    return to_big16(v);
 }
 
 inline uint32_t get_u32(const uint8_t *p, size_t off)
 {
-    return (uint32_t{p[off]} << 24) | (uint32_t{p[off + 1]} << 16) | (uint32_t{p[off + 2]} << 8) |
-           uint32_t{p[off + 3]};
+    uint32_t v;
+    std::memcpy(&v, p + off, sizeof v);
+    return to_big32(v);
 }
 
 // Host-order 32-bit word: the length word in front of a VLAN bitmap.
