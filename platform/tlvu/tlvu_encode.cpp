@@ -12,6 +12,17 @@ namespace {
 // Bytes past the end of the TLV that an element's last 8-byte store may touch.
 constexpr uint32_t kSpill = 4;
 
+// The lengths of the list's strings as the sizing pass measured them, so that
+// the writing pass does not scan each text a second time: one byte each, for
+// strings of buffers up to 256 bytes, for the first kLenCache strings of the
+// list (the rest are measured again).
+constexpr uint32_t kLenCache = 8192;
+struct LenCache {
+    uint8_t len[kLenCache];
+    uint32_t n = 0;      // lengths stored
+    bool usable = false; // every string buffer of the element is at most 256 bytes
+};
+
 // ---- Sizes ------------------------------------------------------------------
 
 // Encoded bytes of the string fields of one record (their framing is in
@@ -46,7 +57,7 @@ uint64_t element_bytes(const Schema &s)
 
 // Exact bytes of the list's elements. The least each element takes is
 // checked against 32 bits before any element is read.
-int32_t list_bytes(const Schema &s, const uint8_t *rec, uint32_t count, uint64_t &bytes)
+int32_t list_bytes(const Schema &s, const uint8_t *rec, uint32_t count, uint64_t &bytes, LenCache *cache)
 {
     const uint64_t per = element_bytes(s);
     if (count != 0 && per > kMaxSize / count)
@@ -56,11 +67,22 @@ int32_t list_bytes(const Schema &s, const uint8_t *rec, uint32_t count, uint64_t
         return TLVU_OK;
     // Only the strings vary: their offsets and buffer sizes, gathered once.
     uint32_t off[TLVU_MAX_FIELDS], max[TLVU_MAX_FIELDS], n = 0;
+    bool small = true;
     for (uint32_t i = 0; i < s.elem.nfields; ++i)
         if (s.elem.fields[i].kind == VLAN_MGR_TLV_KIND_STRING) {
             off[n] = s.elem.fields[i].offset;
-            max[n++] = s.elem.fields[i].max_size;
+            max[n] = s.elem.fields[i].max_size;
+            small = small && max[n] <= 256;
+            ++n;
         }
+    uint8_t *keep = nullptr;
+    uint32_t room = 0;
+    if (cache != nullptr && small) {
+        cache->usable = true;
+        cache->n = 0;
+        keep = cache->len;
+        room = kLenCache;
+    }
     const uint32_t es = s.top.list->elem_size;
     const uint8_t *e = rec + s.top.list->offset;
     for (uint32_t i = 0; i < count; ++i, e += es) {
@@ -69,10 +91,16 @@ int32_t list_bytes(const Schema &s, const uint8_t *rec, uint32_t count, uint64_t
             if (len >= max[k])
                 return TLVU_ERR_STRING_TOO_LONG;
             bytes += pad4(len);
+            if (room != 0) {
+                *keep++ = static_cast<uint8_t>(len); // len < max <= 256
+                --room;
+            }
         }
         if (bytes > kMaxSize)
             return TLVU_ERR_NO_MEMORY;
     }
+    if (keep != nullptr)
+        cache->n = kLenCache - room;
     return TLVU_OK;
 }
 
@@ -82,14 +110,14 @@ uint32_t list_count(const Schema &s, const uint8_t *rec)
 }
 
 // Exact size of the whole buffer.
-int32_t encoded_size(const Schema &s, const uint8_t *rec, uint64_t &size)
+int32_t encoded_size(const Schema &s, const uint8_t *rec, uint64_t &size, LenCache *cache)
 {
     int32_t rc = top_bytes(s, rec, size);
     if (rc != TLVU_OK)
         return rc;
     if (s.top.list != nullptr) {
         uint64_t lb = 0;
-        rc = list_bytes(s, rec, list_count(s, rec), lb);
+        rc = list_bytes(s, rec, list_count(s, rec), lb, cache);
         if (rc != TLVU_OK)
             return rc;
         size += lb;
@@ -148,8 +176,19 @@ inline uint8_t *put_op(const Op &op, const uint8_t *rec, uint8_t *o)
     }
 }
 
+// A fixed field of at most 8 bytes that may be loaded 8 bytes at a time, at a
+// constant place in its element's value: its attribute header, the mask of
+// its value's bytes in an 8-byte load, its offset in the element and the
+// offset of its attribute in the element's value.
+struct WideOp {
+    uint64_t hdr;
+    uint64_t mask;
+    uint32_t off;
+    uint32_t at;
+};
+
 // Writes the list attribute: one element attribute per element.
-uint8_t *put_list(const Schema &s, const uint8_t *rec, uint32_t count, uint8_t *o)
+uint8_t *put_list(const Schema &s, const uint8_t *rec, uint32_t count, uint8_t *o, const LenCache &cache)
 {
     const vlan_mgr_tlv_field_t &l = *s.top.list;
     uint8_t *const value = o + kAttrHeader;
@@ -160,21 +199,53 @@ uint8_t *put_list(const Schema &s, const uint8_t *rec, uint32_t count, uint8_t *
         make_plan(s.elem, plan);
         const uint32_t id_be = from_be32(static_cast<uint32_t>(l.id));
         const uint32_t nops = plan.n; // a local: the stores could alias the plan
+        // The element's leading wide fields have the same place in every
+        // element: their stores do not wait for one another.
+        WideOp wide[TLVU_MAX_FIELDS];
+        uint32_t nwide = 0, wide_bytes = 0;
+        while (nwide < nops && plan.ops[nwide].wide) {
+            const Op &op = plan.ops[nwide];
+            wide[nwide++] = {op.hdr, op.mask, op.off, wide_bytes};
+            wide_bytes += op.adv;
+        }
+        const uint8_t *lens = cache.usable ? cache.len : nullptr;
+        uint32_t nlens = cache.usable ? cache.n : 0;
         for (uint32_t i = 0; i < count; ++i, e += l.elem_size) {
             uint8_t *q = p + kAttrHeader;
-            for (uint32_t k = 0; k < nops; ++k) {
+            // One 8-byte load per field, masked to the value: the slot's
+            // padding comes out zero, and the 4 bytes a 4-byte slot spills
+            // over are rewritten by whatever follows (the buffer has kSpill
+            // bytes to spare for the last one).
+            for (uint32_t k = 0; k < nwide; ++k) {
+                const WideOp &w = wide[k];
+                uint64_t v;
+                std::memcpy(&v, e + w.off, 8);
+                v &= w.mask;
+                std::memcpy(q + w.at, &w.hdr, 8);
+                std::memcpy(q + w.at + 8, &v, 8);
+            }
+            q += wide_bytes;
+            for (uint32_t k = nwide; k < nops; ++k) {
                 const Op &op = plan.ops[k];
                 if (op.wide) {
-                    // One 8-byte load, masked to the value: the slot's
-                    // padding comes out zero, and the 4 bytes a 4-byte slot
-                    // spills over are rewritten by whatever follows (the
-                    // buffer has kSpill bytes to spare for the last one).
                     uint64_t v;
                     std::memcpy(&v, e + op.off, 8);
                     v &= op.mask;
                     std::memcpy(q, &op.hdr, 8);
                     std::memcpy(q + 8, &v, 8);
                     q += op.adv;
+                    continue;
+                }
+                if (op.code == kOpText && nlens != 0) {
+                    // Measured, and its NUL found, by the sizing pass.
+                    const uint32_t n = *lens++;
+                    --nlens;
+                    std::memcpy(q, &op.id_be, 4);
+                    store_be32(q + 4, n);
+                    if (n & 3u)
+                        std::memset(q + kAttrHeader + (n & ~3u), 0, 4);
+                    copy_bytes(q + kAttrHeader, e + op.off, n);
+                    q += kAttrHeader + pad4(n);
                     continue;
                 }
                 q = put_op(op, e, q);
@@ -196,7 +267,7 @@ uint8_t *put_list(const Schema &s, const uint8_t *rec, uint32_t count, uint8_t *
 }
 
 // Writes the attributes of the top-level fields in the table's order.
-uint8_t *put_top(const Schema &s, const uint8_t *rec, uint32_t count, uint8_t *o)
+uint8_t *put_top(const Schema &s, const uint8_t *rec, uint32_t count, uint8_t *o, const LenCache &cache)
 {
     for (uint32_t i = 0; i < s.top.nfields && o != nullptr; ++i) {
         const vlan_mgr_tlv_field_t &f = s.top.fields[i];
@@ -214,7 +285,7 @@ uint8_t *put_top(const Schema &s, const uint8_t *rec, uint32_t count, uint8_t *o
             break;
         }
         default:
-            o = put_list(s, rec, count, o);
+            o = put_list(s, rec, count, o, cache);
             break;
         }
     }
@@ -235,7 +306,7 @@ extern "C" uint32_t tlvu_table_size(const vlan_mgr_tlv_table_t *table, const voi
     if (check_schema(table, s) != TLVU_OK)
         return 0;
     uint64_t size = 0;
-    if (encoded_size(s, static_cast<const uint8_t *>(record), size) != TLVU_OK)
+    if (encoded_size(s, static_cast<const uint8_t *>(record), size, nullptr) != TLVU_OK)
         return 0;
     return static_cast<uint32_t>(size);
 }
@@ -254,7 +325,8 @@ extern "C" int32_t tlvu_table_convert_struct_to_tlv(void **tlv, uint32_t *tlv_le
 
     // The exact size: one look at each element's strings before writing.
     uint64_t size = 0;
-    rc = encoded_size(s, rec, size);
+    LenCache cache;
+    rc = encoded_size(s, rec, size, &cache);
     if (rc != TLVU_OK)
         return rc;
     const uint32_t count = list_count(s, rec);
@@ -273,7 +345,7 @@ extern "C" int32_t tlvu_table_convert_struct_to_tlv(void **tlv, uint32_t *tlv_le
     store_be16(p + 6, static_cast<uint16_t>(s.top.name_len));
     std::memset(p + hdr - 4, 0, 4);
     std::memcpy(p + kHeaderFixed, table->type_name, s.top.name_len);
-    uint8_t *end = put_top(s, rec, count, p + hdr);
+    uint8_t *end = put_top(s, rec, count, p + hdr, cache);
     if (end == nullptr) {
         std::free(buf);
         return TLVU_ERR_STRING_TOO_LONG;
