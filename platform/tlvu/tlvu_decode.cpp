@@ -123,6 +123,32 @@ inline uint32_t load32(const uint8_t *p)
     return v;
 }
 
+// Copies a text of n bytes, checking on the way that it holds no NUL (false
+// if it does; the destination is then partly written). Whole words while
+// they last, the tail as one word that overlaps the last whole one.
+inline bool copy_text(uint8_t *d, const uint8_t *s, uint32_t n)
+{
+    constexpr uint64_t kOnes = 0x0101010101010101ull, kHighs = 0x8080808080808080ull;
+    if (n < 8) {
+        for (uint32_t i = 0; i < n; ++i) {
+            if (s[i] == 0)
+                return false;
+            d[i] = s[i];
+        }
+        return true;
+    }
+    uint64_t zero = 0, w;
+    for (uint32_t i = 0; i + 8 <= n; i += 8) {
+        std::memcpy(&w, s + i, 8);
+        zero |= (w - kOnes) & ~w & kHighs; // non-zero when w has a zero byte
+        std::memcpy(d + i, &w, 8);
+    }
+    std::memcpy(&w, s + n - 8, 8);
+    zero |= (w - kOnes) & ~w & kHighs;
+    std::memcpy(d + n - 8, &w, 8);
+    return zero == 0;
+}
+
 // Takes the value of a fixed field whose header matched the operation's and
 // whose attribute lies inside the run: the slot's spare bytes must be zero
 // padding. A value of 2 to 8 bytes is copied with two loads and two stores
@@ -163,7 +189,7 @@ inline int32_t take_fixed(const Op &op, const uint8_t *val, uint8_t *dst)
 // expected lengths) take the short way; from the first one that does not,
 // the general walk takes over. With a template (a covered record), the fields
 // absent from the element are copied from it afterwards.
-int32_t fill_element(const Schema &s, const Plan &plan, const uint8_t *v, uint32_t pos, uint32_t end, uint8_t *dst,
+__attribute__((always_inline)) inline int32_t fill_element(const Schema &s, const Plan &plan, const uint8_t *v, uint32_t pos, uint32_t end, uint8_t *dst,
                      const uint8_t *tmpl)
 {
     // Local copies: the stores into the record could alias the plan.
@@ -233,9 +259,8 @@ int32_t fill_element(const Schema &s, const Plan &plan, const uint8_t *v, uint32
                     return TLVU_ERR_BAD_PADDING;
             if (n >= op.w)
                 return TLVU_ERR_STRING_TOO_LONG;
-            if (text_len(a + kAttrHeader, n) != n)
+            if (!copy_text(d, a + kAttrHeader, n))
                 return TLVU_ERR_BAD_TEXT;
-            copy_bytes(d, a + kAttrHeader, n);
             zero_bytes(d + n, op.w - n);
             pos += kAttrHeader + pad4(n);
         }

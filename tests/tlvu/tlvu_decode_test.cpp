@@ -851,3 +851,62 @@ TEST(TlvuDecode, ListLengthBeyondTheBufferAllocatesNothing)
 
 } // namespace
 } // namespace tlvu_test
+
+namespace tlvu_test {
+namespace {
+
+// A one-element delete payload whose element carries its fields in the
+// table's order (BD id, key, 100, 1, then the name): the name is taken on
+// the in-order way, copied a word at a time while it is checked for a NUL.
+Bytes in_order_del_payload(const Bytes &name)
+{
+    Attrs e;
+    e.u16(9, 0x1234)
+        .attr(16, {0x01, 0x00, 0x0a, 0x00, 0x00, 0x00})
+        .u32(20, 100)
+        .u32(15, 1)
+        .attr(8, name)
+        .u32(31, 0xA1B2C3D4u);
+    Attrs list;
+    list.attr(19, e.b);
+    return Builder("test_del_payload_t").u32(17, 1).attr(19, list.b).done();
+}
+
+TEST(TlvuDecode, InOrderElementNameWithANulAnywhereIsRefused)
+{
+    // Names of 1 to 32 bytes, a NUL at each place: short names byte by byte,
+    // longer ones in whole words and an overlapping last word.
+    for (uint32_t n = 1; n <= 32; ++n)
+        for (uint32_t at = 0; at < n; ++at) {
+            Bytes name(n, 'q');
+            name[at] = 0;
+            SCOPED_TRACE("length " + std::to_string(n) + ", NUL at " + std::to_string(at));
+            expect_refused(del_payload_tbl.get(), in_order_del_payload(name), TLVU_ERR_BAD_TEXT);
+        }
+}
+
+TEST(TlvuDecode, InOrderElementNameOfEveryLengthIsCopiedAndItsBufferCleared)
+{
+    for (uint32_t n = 0; n <= 32; ++n) {
+        Bytes name(n);
+        for (uint32_t c = 0; c < n; ++c)
+            name[c] = static_cast<uint8_t>('A' + c % 26);
+        SCOPED_TRACE("length " + std::to_string(n));
+        HeapCopy c(in_order_del_payload(name));
+        Freer out;
+        ASSERT_EQ(tlvu_table_convert_tlv_to_struct(&out.p, c.p, static_cast<uint32_t>(c.n), del_payload_tbl.get(), 0),
+                  TLVU_OK);
+        // The count, then the element byte by byte.
+        Bytes expected = {0x01, 0x00, 0x00, 0x00,
+                          0x34, 0x12, 0x01, 0x00, 0x0a, 0x00, 0x00, 0x00, 0x64, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00};
+        Bytes buffer(33, 0);
+        if (n != 0)
+            std::memcpy(buffer.data(), name.data(), n);
+        expected.insert(expected.end(), buffer.begin(), buffer.end());
+        expected.insert(expected.end(), {0xd4, 0xc3, 0xb2, 0xa1});
+        EXPECT_EQ(bytes_of(out.p, 4 + sizeof(DelRec)), expected);
+    }
+}
+
+} // namespace
+} // namespace tlvu_test
