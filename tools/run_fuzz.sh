@@ -3,6 +3,7 @@
 # bounded time: tools/run_fuzz.sh [seconds-per-target] [build-dir]
 set -euo pipefail
 secs=${1:-20}
+[ "$secs" -gt 0 ] || { echo "seconds per target must be positive" >&2; exit 2; }
 src=$(cd "$(dirname "$0")/.." && pwd)
 dir=${2:-$src/build/fuzz}
 mkdir -p "$(dirname "$dir")"
