@@ -13,7 +13,10 @@ type=Release
 case $kind in
   release) ;;
   asan) flags="-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=all"; type=Debug ;;
-  i386) flags="-m32" ;;
+  i386) flags="-m32"
+    # The host platform's libraries for i386 come from a private copy.
+    bash "$src/tools/deps_i386.sh" "$src/build/i386-deps"
+    export PKG_CONFIG_LIBDIR=$src/build/i386-deps/pkgconfig ;;
   *) echo "unknown build: $kind" >&2; exit 2 ;;
 esac
 cmake -S "$src" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=$type -DVLAN_MGR_WERROR=ON \

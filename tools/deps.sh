@@ -11,7 +11,8 @@ done
 if [ -n "$missing" ]; then
   echo "installing:$missing"
   export DEBIAN_FRONTEND=noninteractive
-  apt-get update -qq
+  # A mirror caught mid-sync fails one index; what the others give is enough.
+  apt-get update -qq || true
   # shellcheck disable=SC2086
   apt-get install -y -qq $missing > /dev/null
 fi
