@@ -30,8 +30,6 @@ dyn_rsvd_vlan_bitmaps_t g_dyn_rsvd_vlan_bitmaps = {};
 
 namespace {
 
-constexpr uint16_t kMaxVdc = 5;
-
 // The default layout; VLANs 4040 and 4041 belong to no group.
 constexpr uint32_t kDefaultFirst = 3968;
 constexpr uint32_t kDefaultGroup64End = 4031;
@@ -145,9 +143,7 @@ uint32_t vlan_mgr_allocate_rsvd_vlans(dyn_rsvd_vlan_bitmaps_t *set, uint32_t mod
 
 uint32_t vlan_get_dyn_rsvd_vlans(dyn_rsvd_vlan_bitmaps_t *set, uint16_t vdc_id)
 {
-    // The VDC id indexes the per-VDC tables of the database handle.
-    if (vdc_id < 1 || vdc_id > kMaxVdc)
-        return VLAN_MGR_ERR_VDC_MISMATCH;
+    // The open refuses a VDC id outside 1..5 (VLAN_MGR_ERR_VDC_MISMATCH).
     uint32_t st = vlan_open_bd_sdb(vdc_id);
     if (st != VLAN_MGR_OK)
         return st;

@@ -14,7 +14,6 @@ using namespace vlan_mgr;
 
 namespace {
 
-constexpr uint16_t kMaxVdc = 5;
 constexpr uint32_t kUnread = 4095; // both bounds until their records are read
 
 // Object ids of the current range's records under the VDC's BD key.
@@ -69,12 +68,11 @@ bool read_bound(const char *handle, const uint8_t *key, const RangeRecords &layo
     return true;
 }
 
-// Opens the VDC's database and reads both bounds of a range. The VDC id
-// indexes the per-VDC tables, so one outside 1..5 is refused first.
+// Opens the VDC's database and reads both bounds of a range. The open
+// refuses a VDC id outside 1..5 (VLAN_MGR_ERR_VDC_MISMATCH), so the per-VDC
+// handle is only looked up for a VDC id inside them.
 uint32_t read_range(uint16_t vdc_id, const RangeRecords &layout, uint32_t *start, uint32_t *end)
 {
-    if (vdc_id < 1 || vdc_id > kMaxVdc)
-        return VLAN_MGR_ERR_VDC_MISMATCH;
     const uint32_t st = vlan_open_bd_sdb(vdc_id);
     if (st != VLAN_MGR_OK)
         return st;

@@ -356,7 +356,8 @@ TEST_F(RsvdQuery, BitmapReadFailureLeavesTheBitmapUntouched)
     EXPECT_TRUE(untouched(b));
     EXPECT_EQ(vlan_get_rsvd_vlans2(6, &b), 0x41100013u);
     EXPECT_TRUE(untouched(b));
-    tp::sdb_fail(tp::SdbOp::open, 1, 0x40480001);
+    // The next open (VDC 2's first) fails.
+    tp::sdb_fail(tp::SdbOp::open, tp::state().sdb_op_counts[tp::SdbOp::open] + 1, 0x40480001);
     EXPECT_EQ(vlan_get_rsvd_vlans2(2, &b), 0x40480001u);
     EXPECT_TRUE(untouched(b));
 }
