@@ -4,6 +4,7 @@
 #include <vlan_mgr/bd_db.h>
 #include <vlan_mgr/rsvd.h>
 
+#include "bd_db/bd_record.h"
 #include "frame/bitmap.h"
 #include "frame/local_vdc.h"
 #include "frame/wire.h"
@@ -27,44 +28,36 @@ constexpr uint32_t kFutureEndKey = 10;
 // record. The current range holds a 16-bit value at offset 0, the future
 // range a 32-bit value at offset 2, both big-endian.
 struct RangeRecords {
-    uint8_t start_key[4];
-    uint8_t end_key[4];
+    bd_db::Key start_key;
+    bd_db::Key end_key;
     size_t offset;
     size_t width;
 };
 
+// The current range's records sit under the VDC's BD keys.
 RangeRecords current_records(uint16_t vdc_id)
 {
-    RangeRecords r{{}, {}, 0, 2};
-    // A BD key: the VDC id in the top byte, the object id in the low 24 bits.
-    const uint32_t vdc_bits = static_cast<uint32_t>(vdc_id & 0xFF) << 24;
-    wire::put_u32(r.start_key, 0, vdc_bits | kCurrentStartObject);
-    wire::put_u32(r.end_key, 0, vdc_bits | kCurrentEndObject);
-    return r;
+    return {bd_db::make_key(vdc_id, kCurrentStartObject), bd_db::make_key(vdc_id, kCurrentEndObject), 0, 2};
 }
 
-RangeRecords future_records()
+bd_db::Key host_order_key(uint32_t word)
 {
-    RangeRecords r{{}, {}, 2, 4};
-    wire::put_host_u32(r.start_key, 0, kFutureStartKey);
-    wire::put_host_u32(r.end_key, 0, kFutureEndKey);
-    return r;
+    bd_db::Key k;
+    wire::put_host_u32(k.bytes, 0, word);
+    return k;
 }
 
-// Reads one range record. The read counts only when a record came back with
-// the error word 0 and holds the whole value; nothing past the record's
-// length is read.
-bool read_bound(const char *handle, const uint8_t *key, const RangeRecords &layout, uint32_t *value)
+RangeRecords future_records() { return {host_order_key(kFutureStartKey), host_order_key(kFutureEndKey), 2, 4}; }
+
+// Reads one bound. The read counts only when a record came back with the
+// error word 0 and holds the whole value; nothing past the record's length
+// is read.
+bool read_bound(const char *handle, const bd_db::Key &key, const RangeRecords &layout, uint32_t *value)
 {
-    const sdb_key_t k{key, 4};
-    int32_t error = 0;
-    const sdb_rec_t *rec = sdb_read(handle, &k, &error);
-    if (rec == nullptr || error != 0 || rec->data == nullptr)
+    const bd_db::Read rec = bd_db::read_record(handle, key);
+    if (!rec.has(layout.offset + layout.width))
         return false;
-    const wire::Reader r(rec->data, rec->len);
-    if (!r.has(layout.offset, layout.width))
-        return false;
-    *value = layout.width == 2 ? r.u16(layout.offset) : r.u32(layout.offset);
+    *value = layout.width == 2 ? wire::get_u16(rec.data, layout.offset) : wire::get_u32(rec.data, layout.offset);
     return true;
 }
 
@@ -78,7 +71,7 @@ uint32_t read_range(uint16_t vdc_id, const RangeRecords &layout, uint32_t *start
         return st;
     *start = kUnread;
     *end = kUnread;
-    const char *handle = bd_sdb_uri_p[vdc_id - 1];
+    const char *handle = bd_db::handle_of(vdc_id);
     uint32_t value = 0;
     if (!read_bound(handle, layout.start_key, layout, &value))
         return VLAN_MGR_ERR_RSVD_READ;
