@@ -538,6 +538,19 @@ TEST_F(RsvdAlloc, MarkersAreRemovedAgainAfterATest)
     EXPECT_FALSE(std::filesystem::exists(kSatMarker));
 }
 
+TEST_F(RsvdAlloc, MarkerPutsBackAFileThatWasThere)
+{
+    {
+        Marker before(kEhmTmp, true); // the machine's own file, as it were
+        {
+            Marker absent(kEhmTmp, false);
+            EXPECT_FALSE(std::filesystem::exists(kEhmTmp));
+        }
+        EXPECT_TRUE(std::filesystem::exists(kEhmTmp));
+    }
+    EXPECT_FALSE(std::filesystem::exists(kEhmTmp));
+}
+
 // ---- vlan_get_dyn_rsvd_vlans: failures ----
 
 TEST_F(RsvdAlloc, OpenFailureIsReturnedBeforeTheSetIsTouched)
