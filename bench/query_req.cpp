@@ -1,0 +1,319 @@
+// VLAN query builders and reply decoders, each beside a floor measured in the
+// same run: every decoder against malloc of its result and a memcpy of the
+// same reply bytes, every builder against the same request bytes written by
+// hand into a fresh buffer.
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include <vlan_mgr/query_req.h>
+
+#include "ratio.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+void be16(Bytes &b, uint16_t v)
+{
+    b.push_back(static_cast<uint8_t>(v >> 8));
+    b.push_back(static_cast<uint8_t>(v));
+}
+void be32(Bytes &b, uint32_t v)
+{
+    for (int s = 24; s >= 0; s -= 8)
+        b.push_back(static_cast<uint8_t>(v >> s));
+}
+
+// Floor of a decoder: the result array allocated and the reply's bytes copied.
+void malloc_memcpy(benchmark::State &state, const Bytes &reply, size_t result_size)
+{
+    for (auto _ : state) {
+        void *p = std::malloc(result_size);
+        benchmark::DoNotOptimize(p);
+        std::memcpy(p, reply.data(), reply.size() < result_size ? reply.size() : result_size);
+        benchmark::ClobberMemory();
+        std::free(p);
+    }
+}
+
+// ---- Created-VLAN listing, 4094 VLANs -----------------------------------------------
+
+// One group of VLANs 1..4094 in VDC 1 (the reserved space after the records
+// is not read and not sent).
+Bytes listing_4094()
+{
+    Bytes b;
+    be32(b, 1);
+    be16(b, 1);
+    be32(b, 4094);
+    for (uint32_t v = 1; v <= 4094; ++v) {
+        be32(b, v);
+        be32(b, v << 8);
+        be16(b, static_cast<uint16_t>(v));
+        be32(b, 4);
+        be32(b, 5);
+        be32(b, 6);
+    }
+    return b;
+}
+
+void BM_created_parse_4094(benchmark::State &state)
+{
+    const Bytes reply = listing_4094();
+    for (auto _ : state) {
+        created_vlan_record *r = nullptr;
+        uint32_t n = 0;
+        benchmark::DoNotOptimize(vlan_get_all_created_vlan_parse_reply(&r, &n, reply.data(),
+                                                                       static_cast<uint32_t>(reply.size())));
+        benchmark::DoNotOptimize(r[4093].bd_id);
+        std::free(r);
+    }
+}
+BENCHMARK(BM_created_parse_4094);
+
+void BM_created_parse_local_4094(benchmark::State &state)
+{
+    const Bytes reply = listing_4094();
+    for (auto _ : state) {
+        created_vlan_record_local *r = nullptr;
+        uint32_t n = 0;
+        benchmark::DoNotOptimize(vlan_get_all_created_vlan_parse_reply_local(&r, &n, reply.data(),
+                                                                             static_cast<uint32_t>(reply.size())));
+        const uint16_t last_bd = r[4093].bd_id;
+        benchmark::DoNotOptimize(last_bd);
+        std::free(r);
+    }
+}
+BENCHMARK(BM_created_parse_local_4094);
+
+void BM_floor_created_malloc_memcpy_4094(benchmark::State &state)
+{
+    malloc_memcpy(state, listing_4094(), 4094 * sizeof(created_vlan_record));
+}
+BENCHMARK(BM_floor_created_malloc_memcpy_4094);
+
+BENCH_RATIO("BM_created_parse_4094", "BM_floor_created_malloc_memcpy_4094", 3.0);
+BENCH_RATIO("BM_created_parse_local_4094", "BM_floor_created_malloc_memcpy_4094", 3.0);
+
+// ---- VLANs by attribute, 4094 pairs -------------------------------------------------
+
+Bytes attr7_4094()
+{
+    Bytes b;
+    be32(b, 0);
+    be32(b, 7);
+    be32(b, 4094);
+    for (uint32_t v = 1; v <= 4094; ++v) {
+        be32(b, v);
+        be32(b, v * 5);
+    }
+    return b;
+}
+
+void BM_attr_parse_4094(benchmark::State &state)
+{
+    const Bytes reply = attr7_4094();
+    for (auto _ : state) {
+        uint32_t attr = 0, n = 0;
+        vlan_attr_entry *r = nullptr;
+        benchmark::DoNotOptimize(vlan_get_vlans_for_attr_value_parse_reply(&attr, &n, &r, reply.data(),
+                                                                           static_cast<uint32_t>(reply.size())));
+        benchmark::DoNotOptimize(r[4093].value);
+        std::free(r);
+    }
+}
+BENCHMARK(BM_attr_parse_4094);
+
+void BM_floor_attr_malloc_memcpy_4094(benchmark::State &state)
+{
+    malloc_memcpy(state, attr7_4094(), 4094 * sizeof(vlan_attr_entry));
+}
+BENCHMARK(BM_floor_attr_malloc_memcpy_4094);
+
+BENCH_RATIO("BM_attr_parse_4094", "BM_floor_attr_malloc_memcpy_4094", 3.0);
+
+// ---- Reserved-VLAN info, one record per VDC, every VLAN reserved --------------------
+
+Bytes reserve_5()
+{
+    Bytes b;
+    be32(b, 0);
+    be32(b, 5);
+    for (uint16_t vdc = 1; vdc <= 5; ++vdc) {
+        be16(b, 0);
+        be16(b, vdc);
+        for (int m = 0; m < 2; ++m) {
+            be32(b, 512);
+            b.insert(b.end(), 512, 0xFF);
+        }
+        be32(b, 1);
+        be32(b, 4094);
+    }
+    return b;
+}
+
+void BM_reserve_parse_5(benchmark::State &state)
+{
+    const Bytes reply = reserve_5();
+    for (auto _ : state) {
+        reserve_vlan_info *r = nullptr;
+        uint32_t n = 0, status = 0;
+        benchmark::DoNotOptimize(vlan_get_reserve_vlan_info_parse_reply(&r, &n, &status, reply.data(),
+                                                                        static_cast<uint32_t>(reply.size())));
+        benchmark::DoNotOptimize(r[4].word2);
+        std::free(r);
+    }
+}
+BENCHMARK(BM_reserve_parse_5);
+
+void BM_floor_reserve_malloc_memcpy_5(benchmark::State &state)
+{
+    malloc_memcpy(state, reserve_5(), 5 * sizeof(reserve_vlan_info));
+}
+BENCHMARK(BM_floor_reserve_malloc_memcpy_5);
+
+BENCH_RATIO("BM_reserve_parse_5", "BM_floor_reserve_malloc_memcpy_5", 3.0);
+
+// ---- VLAN info reply ------------------------------------------------------------------
+
+void BM_info_parse(benchmark::State &state)
+{
+    Bytes reply(62, 0);
+    reply[5] = 1;
+    std::memcpy(reply.data() + 30, "VLAN0100", 8);
+    for (auto _ : state) {
+        vlan_info_record r;
+        benchmark::DoNotOptimize(vlan_get_vlan_info_parse_reply(&r, reply.data(), 62));
+        benchmark::DoNotOptimize(&r);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_info_parse);
+
+void BM_floor_info_memcpy(benchmark::State &state)
+{
+    Bytes reply(62, 0);
+    for (auto _ : state) {
+        vlan_info_record r;
+        benchmark::DoNotOptimize(reply.data());
+        std::memcpy(&r, reply.data(), sizeof r);
+        benchmark::DoNotOptimize(&r);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_floor_info_memcpy);
+
+BENCH_RATIO("BM_info_parse", "BM_floor_info_memcpy", 3.0);
+
+// ---- Builders -------------------------------------------------------------------------
+
+void BM_range_created_build(benchmark::State &state)
+{
+    vlan_bitmap bm;
+    bm.len = 512;
+    std::memset(bm.bits, 0xFF, sizeof bm.bits);
+    for (auto _ : state) {
+        void *p = nullptr;
+        uint32_t len = 0;
+        benchmark::DoNotOptimize(vlan_get_range_created_vlan_build_mts_local(&p, &len, &bm));
+        benchmark::ClobberMemory();
+        std::free(p);
+    }
+}
+BENCHMARK(BM_range_created_build);
+
+// The same 522 bytes by hand: count 1, length word, the bitmap, the VDC id.
+void BM_floor_range_created_by_hand(benchmark::State &state)
+{
+    vlan_bitmap bm;
+    bm.len = 512;
+    std::memset(bm.bits, 0xFF, sizeof bm.bits);
+    for (auto _ : state) {
+        auto *p = static_cast<uint8_t *>(std::malloc(522));
+        benchmark::DoNotOptimize(p);
+        const uint8_t head[8] = {0, 0, 0, 1, 0, 2, 0, 0};
+        std::memcpy(p, head, 8);
+        std::memcpy(p + 8, bm.bits, 512);
+        p[520] = 0;
+        p[521] = 1;
+        benchmark::ClobberMemory();
+        std::free(p);
+    }
+}
+BENCHMARK(BM_floor_range_created_by_hand);
+
+BENCH_RATIO("BM_range_created_build", "BM_floor_range_created_by_hand", 2.0);
+
+void BM_info_build(benchmark::State &state)
+{
+    const vdc_vlan_id_t key{1, 100};
+    for (auto _ : state) {
+        void *p = nullptr;
+        uint32_t len = 0;
+        benchmark::DoNotOptimize(vlan_get_next_vlan_info_build_mts(&key, &p, &len));
+        benchmark::ClobberMemory();
+        std::free(p);
+    }
+}
+BENCHMARK(BM_info_build);
+
+void BM_attr_build(benchmark::State &state)
+{
+    for (auto _ : state) {
+        void *p = nullptr;
+        uint32_t len = 0;
+        benchmark::DoNotOptimize(vlan_get_vlans_for_attr_value_build_mts(1, 7, &p, &len));
+        benchmark::ClobberMemory();
+        std::free(p);
+    }
+}
+BENCHMARK(BM_attr_build);
+
+// The same 6 bytes by hand (VDC id and a 32-bit word).
+void BM_floor_six_bytes_by_hand(benchmark::State &state)
+{
+    for (auto _ : state) {
+        auto *p = static_cast<uint8_t *>(std::malloc(6));
+        benchmark::DoNotOptimize(p);
+        const uint8_t bytes[6] = {0, 1, 0, 0, 0, 100};
+        std::memcpy(p, bytes, 6);
+        benchmark::ClobberMemory();
+        std::free(p);
+    }
+}
+BENCHMARK(BM_floor_six_bytes_by_hand);
+
+BENCH_RATIO("BM_info_build", "BM_floor_six_bytes_by_hand", 2.0);
+BENCH_RATIO("BM_attr_build", "BM_floor_six_bytes_by_hand", 2.0);
+
+void BM_reserve_build(benchmark::State &state)
+{
+    for (auto _ : state) {
+        void *p = nullptr;
+        uint32_t len = 0;
+        benchmark::DoNotOptimize(vlan_get_reserve_vlan_info_build_mts_local(5, &p, &len));
+        benchmark::ClobberMemory();
+        std::free(p);
+    }
+}
+BENCHMARK(BM_reserve_build);
+
+void BM_floor_ten_bytes_by_hand(benchmark::State &state)
+{
+    for (auto _ : state) {
+        auto *p = static_cast<uint8_t *>(std::malloc(10));
+        benchmark::DoNotOptimize(p);
+        const uint8_t bytes[10] = {0, 0, 0, 5, 0, 0, 0, 1, 0, 1};
+        std::memcpy(p, bytes, 10);
+        benchmark::ClobberMemory();
+        std::free(p);
+    }
+}
+BENCHMARK(BM_floor_ten_bytes_by_hand);
+
+BENCH_RATIO("BM_reserve_build", "BM_floor_ten_bytes_by_hand", 2.0);
+
+} // namespace
+
+BENCH_RATIO_MAIN()
