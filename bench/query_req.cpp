@@ -1,11 +1,13 @@
-// VLAN query builders and reply decoders, each beside a floor measured in the
+// VLAN query builders and reply decoders, each beside floors measured in the
 // same run: every decoder against malloc of its result and a memcpy of the
-// same reply bytes, every builder against the same request bytes written by
-// hand into a fresh buffer.
+// same reply bytes, and against a plain scan that converts the same fields by
+// hand into the same records; every builder against the same request bytes
+// written by hand into a fresh buffer.
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include <vlan_mgr/bd_db.h>
 #include <vlan_mgr/query_req.h>
 
 #include "ratio.h"
@@ -13,6 +15,19 @@
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+
+uint32_t rd32(const uint8_t *p)
+{
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return __builtin_bswap32(v);
+}
+uint16_t rd16(const uint8_t *p)
+{
+    uint16_t v;
+    std::memcpy(&v, p, 2);
+    return __builtin_bswap16(v);
+}
 
 void be16(Bytes &b, uint16_t v)
 {
@@ -72,6 +87,23 @@ void BM_created_parse_4094(benchmark::State &state)
 }
 BENCHMARK(BM_created_parse_4094);
 
+// The same with the BD cache switched on: every VLAN's entry is written.
+void BM_created_parse_4094_cache_on(benchmark::State &state)
+{
+    const Bytes reply = listing_4094();
+    vlan_mgr_enable_cached_bd_sdb();
+    for (auto _ : state) {
+        created_vlan_record *r = nullptr;
+        uint32_t n = 0;
+        benchmark::DoNotOptimize(vlan_get_all_created_vlan_parse_reply(&r, &n, reply.data(),
+                                                                       static_cast<uint32_t>(reply.size())));
+        benchmark::DoNotOptimize(r[4093].bd_id);
+        std::free(r);
+    }
+    vlan_mgr_disable_cached_bd_sdb();
+}
+BENCHMARK(BM_created_parse_4094_cache_on);
+
 void BM_created_parse_local_4094(benchmark::State &state)
 {
     const Bytes reply = listing_4094();
@@ -93,8 +125,29 @@ void BM_floor_created_malloc_memcpy_4094(benchmark::State &state)
 }
 BENCHMARK(BM_floor_created_malloc_memcpy_4094);
 
-BENCH_RATIO("BM_created_parse_4094", "BM_floor_created_malloc_memcpy_4094", 3.0);
-BENCH_RATIO("BM_created_parse_local_4094", "BM_floor_created_malloc_memcpy_4094", 3.0);
+// Plain scan: the six fields of each record converted into the aligned
+// records, with nothing checked and no cache.
+void BM_floor_created_scan_4094(benchmark::State &state)
+{
+    const Bytes reply = listing_4094();
+    for (auto _ : state) {
+        auto *r = static_cast<created_vlan_record *>(std::malloc(4094 * sizeof(created_vlan_record)));
+        benchmark::DoNotOptimize(r);
+        const uint8_t *p = reply.data() + 10;
+        for (uint32_t i = 0; i < 4094; ++i, p += 22)
+            r[i] = created_vlan_record{1, rd32(p), rd32(p + 4), rd16(p + 8), rd32(p + 10), rd32(p + 14), rd32(p + 18)};
+        benchmark::DoNotOptimize(r[4093].bd_id);
+        benchmark::ClobberMemory();
+        std::free(r);
+    }
+}
+BENCHMARK(BM_floor_created_scan_4094);
+
+BENCH_RATIO("BM_created_parse_4094", "BM_floor_created_scan_4094", 3.0);
+BENCH_RATIO("BM_created_parse_local_4094", "BM_floor_created_scan_4094", 3.0);
+BENCH_RATIO("BM_created_parse_4094_cache_on", "BM_floor_created_scan_4094", 3.0);
+BENCH_RATIO("BM_created_parse_4094", "BM_floor_created_malloc_memcpy_4094", 0);
+BENCH_RATIO("BM_created_parse_local_4094", "BM_floor_created_malloc_memcpy_4094", 0);
 
 // ---- VLANs by attribute, 4094 pairs -------------------------------------------------
 
@@ -131,7 +184,24 @@ void BM_floor_attr_malloc_memcpy_4094(benchmark::State &state)
 }
 BENCHMARK(BM_floor_attr_malloc_memcpy_4094);
 
-BENCH_RATIO("BM_attr_parse_4094", "BM_floor_attr_malloc_memcpy_4094", 3.0);
+void BM_floor_attr_scan_4094(benchmark::State &state)
+{
+    const Bytes reply = attr7_4094();
+    for (auto _ : state) {
+        auto *r = static_cast<vlan_attr_entry *>(std::malloc(4094 * sizeof(vlan_attr_entry)));
+        benchmark::DoNotOptimize(r);
+        const uint8_t *p = reply.data() + 12;
+        for (uint32_t i = 0; i < 4094; ++i, p += 8)
+            r[i] = vlan_attr_entry{rd32(p), static_cast<uint16_t>(rd32(p + 4)), {0, 0}};
+        benchmark::DoNotOptimize(r[4093].value);
+        benchmark::ClobberMemory();
+        std::free(r);
+    }
+}
+BENCHMARK(BM_floor_attr_scan_4094);
+
+BENCH_RATIO("BM_attr_parse_4094", "BM_floor_attr_scan_4094", 3.0);
+BENCH_RATIO("BM_attr_parse_4094", "BM_floor_attr_malloc_memcpy_4094", 0);
 
 // ---- Reserved-VLAN info, one record per VDC, every VLAN reserved --------------------
 
@@ -173,7 +243,34 @@ void BM_floor_reserve_malloc_memcpy_5(benchmark::State &state)
 }
 BENCHMARK(BM_floor_reserve_malloc_memcpy_5);
 
-BENCH_RATIO("BM_reserve_parse_5", "BM_floor_reserve_malloc_memcpy_5", 3.0);
+// Plain scan: each record's VDC id, both bitmaps and both words copied by
+// hand.
+void BM_floor_reserve_scan_5(benchmark::State &state)
+{
+    const Bytes reply = reserve_5();
+    for (auto _ : state) {
+        auto *r = static_cast<reserve_vlan_info *>(std::malloc(5 * sizeof(reserve_vlan_info)));
+        benchmark::DoNotOptimize(r);
+        const uint8_t *p = reply.data() + 8;
+        for (uint32_t i = 0; i < 5; ++i, p += 1044) {
+            r[i].unused[0] = r[i].unused[1] = 0;
+            r[i].vdc_id = rd16(p + 2);
+            r[i].bitmap1.len = 512;
+            std::memcpy(r[i].bitmap1.bits, p + 8, 512);
+            r[i].bitmap2.len = 512;
+            std::memcpy(r[i].bitmap2.bits, p + 524, 512);
+            r[i].word1 = rd32(p + 1036);
+            r[i].word2 = rd32(p + 1040);
+        }
+        benchmark::DoNotOptimize(r[4].word2);
+        benchmark::ClobberMemory();
+        std::free(r);
+    }
+}
+BENCHMARK(BM_floor_reserve_scan_5);
+
+BENCH_RATIO("BM_reserve_parse_5", "BM_floor_reserve_scan_5", 3.0);
+BENCH_RATIO("BM_reserve_parse_5", "BM_floor_reserve_malloc_memcpy_5", 0);
 
 // ---- VLAN info reply ------------------------------------------------------------------
 
@@ -204,7 +301,28 @@ void BM_floor_info_memcpy(benchmark::State &state)
 }
 BENCHMARK(BM_floor_info_memcpy);
 
-BENCH_RATIO("BM_info_parse", "BM_floor_info_memcpy", 3.0);
+// Plain scan: the VDC id, six words and the name copied by hand.
+void BM_floor_info_scan(benchmark::State &state)
+{
+    Bytes reply(62, 0);
+    std::memcpy(reply.data() + 30, "VLAN0100", 8);
+    for (auto _ : state) {
+        vlan_info_record r;
+        benchmark::DoNotOptimize(reply.data());
+        const uint8_t *p = reply.data();
+        r.vdc_id = rd16(p + 4);
+        for (int i = 0; i < 6; ++i)
+            r.attr[i] = rd32(p + 6 + 4 * i);
+        std::memcpy(r.name, p + 30, 32);
+        r.name[32] = '\0';
+        benchmark::DoNotOptimize(&r);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_floor_info_scan);
+
+BENCH_RATIO("BM_info_parse", "BM_floor_info_scan", 3.0);
+BENCH_RATIO("BM_info_parse", "BM_floor_info_memcpy", 0);
 
 // ---- Builders -------------------------------------------------------------------------
 

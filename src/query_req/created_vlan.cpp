@@ -45,9 +45,13 @@ uint32_t check_vdc_list(const uint16_t *vdc_ids, uint32_t num_entries)
 }
 
 // Wire record: VLAN id, attribute word 2, BD id, attribute words 4, 5, 6.
+// Every byte of the result record is written: the aligned record's padding
+// is cleared with the record, so the array needs no clearing pass of its own.
 template <typename Record>
 void decode_record(Record &o, const uint8_t *rec)
 {
+    if constexpr (requires { o.vdc_id; })
+        std::memset(static_cast<void *>(&o), 0, sizeof o);
     o.vlan_id = wire::get_u32(rec, 0);
     o.attr2 = wire::get_u32(rec, 4);
     o.bd_id = wire::get_u16(rec, 8);
@@ -93,7 +97,6 @@ uint32_t parse_created(Record **records, uint32_t *count, const void *payload, u
     auto *out = size ? static_cast<Record *>(std::malloc(*size)) : nullptr;
     if (out == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    std::memset(static_cast<void *>(out), 0, *size); // padding of the aligned record
     *records = out;
     *count = static_cast<uint32_t>(total);
 
@@ -107,9 +110,9 @@ uint32_t parse_created(Record **records, uint32_t *count, const void *payload, u
         const uint8_t *rec = r.at(group + kGroupHead);
         for (uint32_t i = 0; i < n; ++i, rec += kWireRecord) {
             Record &o = *out++;
+            decode_record(o, rec);
             if constexpr (requires { o.vdc_id; })
                 o.vdc_id = vdc_id;
-            decode_record(o, rec);
             vlan_mgr_set_bd_cache_entry(vdc_id, o.vlan_id, o.bd_id);
         }
         off += kGroupFixed + kGroupPerRecord * n;

@@ -30,8 +30,8 @@ void copy_bitmap(vlan_bitmap &dst, const uint8_t *bits)
     std::memcpy(dst.bits, bits, VLAN_MGR_BITMAP_BYTES);
 }
 
-// The records are decoded into an array that starts zeroed, so the bytes that
-// the layout leaves unwritten (the full record's first two) are 0.
+// Every byte of each result record is written: the full record's first two
+// bytes, which the layout leaves unused, are set to 0.
 template <typename Record>
 uint32_t parse_reserve(Record **records, uint32_t *count, uint32_t *status, const void *payload,
                        uint32_t payload_len)
@@ -57,12 +57,14 @@ uint32_t parse_reserve(Record **records, uint32_t *count, uint32_t *status, cons
     *records = out;
     if (out == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    std::memset(static_cast<void *>(out), 0, *size);
     for (uint32_t i = 0; i < n; ++i) {
         const uint8_t *rec = r.at(kRecordsOff + kWireRecord * i);
         Record &o = out[i];
-        if constexpr (requires { o.vdc_id; })
+        if constexpr (requires { o.vdc_id; }) {
+            o.unused[0] = 0;
+            o.unused[1] = 0;
             o.vdc_id = wire::get_u16(rec, kVdcOff);
+        }
         copy_bitmap(o.bitmap1, rec + kBits1Off);
         copy_bitmap(o.bitmap2, rec + kBits2Off);
         o.word1 = wire::get_u32(rec, kWord1Off);

@@ -83,18 +83,15 @@ uint32_t vlan_get_vlans_for_attr_value_parse_reply(uint32_t *attr, uint32_t *cou
     *records = out;
     if (out == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    // Fields that are not decoded (the value of other attributes, the last
-    // two bytes of every entry) are 0.
-    std::memset(static_cast<void *>(out), 0, *size);
+    // Each entry is written whole: fields that are not decoded (the value of
+    // other attributes, the last two bytes of every entry) are 0.
     const uint8_t *e = r.at(kEntriesOff);
     if (echoed == kValueAttr) {
-        for (uint32_t i = 0; i < n; ++i, e += 8) {
-            out[i].vlan_id = wire::get_u32(e, 0);
-            out[i].value = static_cast<uint16_t>(wire::get_u32(e, 4));
-        }
+        for (uint32_t i = 0; i < n; ++i, e += 8)
+            out[i] = vlan_attr_entry{wire::get_u32(e, 0), static_cast<uint16_t>(wire::get_u32(e, 4)), {0, 0}};
     } else {
         for (uint32_t i = 0; i < n; ++i, e += 4)
-            out[i].vlan_id = wire::get_u32(e, 0);
+            out[i] = vlan_attr_entry{wire::get_u32(e, 0), 0, {0, 0}};
     }
     return VLAN_MGR_OK;
 }
