@@ -659,4 +659,20 @@ TEST(CreatedParseCacheOff, ListingMakesNoCacheBlock)
     expect_no_report();
 }
 
+TEST(CreatedParse, BareZeroStatusReturnsZeroWithNoRecords)
+{
+    const Bytes bare = {0x00, 0x00, 0x00, 0x00};
+    created_vlan_record *recs = reinterpret_cast<created_vlan_record *>(&recs);
+    uint32_t count = 99;
+    EXPECT_EQ(vlan_get_all_created_vlan_parse_reply(&recs, &count, bare.data(), 4), 0u);
+    EXPECT_EQ(recs, nullptr);
+    EXPECT_EQ(count, 0u);
+    created_vlan_record_local *lrecs = reinterpret_cast<created_vlan_record_local *>(&lrecs);
+    count = 99;
+    EXPECT_EQ(vlan_get_all_created_vlan_parse_reply_local(&lrecs, &count, bare.data(), 4), 0u);
+    EXPECT_EQ(lrecs, nullptr);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(tp::alloc_calls(), 0);
+}
+
 } // namespace

@@ -403,4 +403,21 @@ TEST(ReserveInfoParse, FullBitmapOf4094VlansComesBackWhole)
     std::free(recs);
 }
 
+TEST(ReserveInfoParse, BareZeroStatusReturnsZeroAndLeavesTheOutStatus)
+{
+    const Bytes bare = {0x00, 0x00, 0x00, 0x00};
+    reserve_vlan_info *recs = reinterpret_cast<reserve_vlan_info *>(&recs);
+    uint32_t count = 99, status = 0xDEAD;
+    EXPECT_EQ(vlan_get_reserve_vlan_info_parse_reply(&recs, &count, &status, bare.data(), 4), 0u);
+    EXPECT_EQ(recs, nullptr);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(status, 0xDEADu);
+    reserve_vlan_info_local *lrecs = reinterpret_cast<reserve_vlan_info_local *>(&lrecs);
+    count = 99;
+    EXPECT_EQ(vlan_get_reserve_vlan_info_parse_reply_local(&lrecs, &count, &status, bare.data(), 4), 0u);
+    EXPECT_EQ(lrecs, nullptr);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(status, 0xDEADu);
+}
+
 } // namespace

@@ -328,4 +328,16 @@ TEST(AttrParse, RoundTripOf4094Vlans)
     EXPECT_EQ(tp::live_allocs(), 0);
 }
 
+TEST(AttrParse, BareZeroStatusReturnsZeroAndLeavesTheAttribute)
+{
+    const Bytes bare = {0x00, 0x00, 0x00, 0x00};
+    uint32_t attr = 99, count = 99;
+    vlan_attr_entry *recs = reinterpret_cast<vlan_attr_entry *>(&recs);
+    EXPECT_EQ(vlan_get_vlans_for_attr_value_parse_reply(&attr, &count, &recs, bare.data(), 4), 0u);
+    EXPECT_EQ(attr, 99u);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(recs, nullptr);
+    EXPECT_EQ(tp::alloc_calls(), 0);
+}
+
 } // namespace
