@@ -240,9 +240,10 @@ int32_t sdb_close(const char *handle)
     return err;
 }
 
-int32_t fsrv_sdb_publisher_lib_init(const void *)
+int32_t fsrv_sdb_publisher_lib_init(const void *params)
 {
     state().sdb_calls.push_back({tp::SdbOp::publisher_init, {}, {}});
+    state().publisher_params = params;
     return state().publisher_init_result;
 }
 

@@ -95,6 +95,8 @@ struct State {
     int32_t publisher_init_result = 0;
     sdb_rec_t read_rec{};
     std::vector<int> mfetch_outstanding;
+    // The parameter block of the last fsrv_sdb_publisher_lib_init call.
+    const void *publisher_params = nullptr;
 
     // Message transport.
     std::deque<std::unique_ptr<mts_msg_t>> messages;
