@@ -528,7 +528,8 @@ TEST_F(NotifChange, UpdateBdCacheLocalReturnsTheParsersResultAndKeepsNothing)
     EXPECT_EQ(vlan_mgr_update_bd_cache_local(&full_only), VLAN_MGR_ERR_INVALID_ARG);
     mts_msg_hdl_t empty = tp::make_message(0x5C22, be32(0));
     EXPECT_EQ(vlan_mgr_update_bd_cache_local(&empty), 0x41100011u);
-    mts_msg_hdl_t cut = tp::make_message(0x5C22, Bytes(p5c22().begin(), p5c22().end() - 1));
+    const Bytes whole = p5c22();
+    mts_msg_hdl_t cut = tp::make_message(0x5C22, Bytes(whole.begin(), whole.end() - 1));
     EXPECT_EQ(vlan_mgr_update_bd_cache_local(&cut), VLAN_MGR_ERR_TRUNCATED);
     EXPECT_EQ(tp::live_allocs(), 0);
 }

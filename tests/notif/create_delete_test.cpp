@@ -34,11 +34,12 @@ const std::string k40First32 = "0123456789abcdefghijABCDEFGHIJ01";
 
 // ---- Create ----------------------------------------------------------------------
 
-// A fixed create entry of 40 bytes (read from 40i: values at 4 to 40).
+// A fixed create entry of 40 bytes (read from 40i: values at 4 to 40; the
+// word at 20 and the entry's last 4 bytes are not read).
 Bytes create_entry(uint16_t bd, uint32_t vlan)
 {
     return cat({be16(bd), be16(0x0B02), be16(0x0C03), be16(1), be32(vlan), be32(0x41424344), be32(0x51525354),
-                be32(0x61626364), be32(0x71727374), be32(0x81828384), be32(0x91929394)});
+                be32(0x61626364), be32(0x71727374), be32(0x81828384), be32(0x91929394), be32(0xA1A2A3A4)});
 }
 Bytes create_fixed() { return cat({be32(2), create_entry(0x0A01, 100), create_entry(0x0A02, 101)}); }
 Bytes create_record_from_entry(uint16_t bd, uint32_t vlan)
