@@ -3,6 +3,7 @@
 // host-order record fields, and the VLAN bitmap copy.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -50,6 +51,38 @@ inline void cbm(uint8_t *o, size_t oo, const uint8_t *e, size_t eo)
 {
     wire::put_host_u32(o, oo, VLAN_MGR_BITMAP_BYTES);
     std::memcpy(o + oo + 4, e + eo, VLAN_MGR_BITMAP_BYTES);
+}
+
+// Several big-endian fields side by side, converted in one 64-bit word on a
+// little-endian host: four 16-bit fields, or two 32-bit fields.
+inline uint64_t load64(const uint8_t *p)
+{
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    return v;
+}
+
+inline void c16x4(uint8_t *o, size_t oo, const uint8_t *e, size_t eo)
+{
+    if constexpr (std::endian::native == std::endian::little) {
+        const uint64_t x = load64(e + eo);
+        const uint64_t v = ((x & 0x00FF00FF00FF00FFull) << 8) | ((x >> 8) & 0x00FF00FF00FF00FFull);
+        std::memcpy(o + oo, &v, 8);
+    } else {
+        for (size_t k = 0; k < 8; k += 2)
+            c16(o, oo + k, e, eo + k);
+    }
+}
+
+inline void c32x2(uint8_t *o, size_t oo, const uint8_t *e, size_t eo)
+{
+    if constexpr (std::endian::native == std::endian::little) {
+        const uint64_t v = std::rotl(__builtin_bswap64(load64(e + eo)), 32);
+        std::memcpy(o + oo, &v, 8);
+    } else {
+        c32(o, oo, e, eo);
+        c32(o, oo + 4, e, eo + 4);
+    }
 }
 
 } // namespace vlan_mgr::notif

@@ -174,6 +174,27 @@ TEST_F(NotifCache, VlanIdsOutsideTheRangeAreReportedAndIgnored)
     EXPECT_EQ(tp::state().debug_lines, (std::vector<std::string>{want0, want1}));
 }
 
+TEST_F(NotifCache, VdcIdsOutsideOneToFiveAreDroppedSilently)
+{
+    const Bytes p = cat({be32(2), create_element(0x0A01, 0, 100), create_element(0x0A02, 6, 101)});
+    ASSERT_EQ(run(vlan_mgr_parse_notification_msg, 0x5C1D, p).rc, VLAN_MGR_OK);
+    ASSERT_EQ(run(vlan_mgr_parse_notification_msg_local, 0x5C22, deletes(0xFFFF, 100)).rc, VLAN_MGR_OK);
+    for (uint16_t vdc = 1; vdc <= 5; ++vdc)
+        EXPECT_EQ(cache_block(vdc), nullptr);
+    EXPECT_TRUE(tp::state().history.empty());
+}
+
+TEST_F(NotifCache, SetsInTheInlinePathAndThroughTheEntryPointAgree)
+{
+    // The first record makes VDC 2's block (entry point), the later ones
+    // find it; a VLAN id out of range in between goes to the entry point.
+    const Bytes p = cat({be32(4), create_element(0x0A01, 2, 1), create_element(0x0A02, 2, 4095),
+                         create_element(0x0A03, 2, 4094), create_element(0x0A04, 2, 1)});
+    ASSERT_EQ(run(vlan_mgr_parse_notification_msg, 0x5C1D, p).rc, VLAN_MGR_OK);
+    EXPECT_EQ(entries(2), (Pairs{{1, 0x0A04}, {4094, 0x0A03}}));
+    EXPECT_EQ(tp::state().history.size(), 1u);
+}
+
 TEST_F(NotifCache, CacheBlockAllocationFailureSkipsThatEntryOnly)
 {
     // Allocation 1: the records (the test allocator's malloc); 2: the cache
