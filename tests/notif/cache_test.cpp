@@ -5,6 +5,7 @@
 // observed through its blocks.
 #include <unistd.h>
 
+#include "../bd_db/bd_db_test_util.h"
 #include "bd_db/bd_cache.h"
 #include "notif_test_util.h"
 
@@ -226,6 +227,90 @@ TEST_F(NotifCache, CreateAndDeleteNotificationParsersDoNotTouchTheCache)
     std::free(dr);
     for (uint16_t vdc = 1; vdc <= 5; ++vdc)
         EXPECT_EQ(cache_block(vdc), nullptr);
+}
+
+// ---- Lookups answer from what the notifications left in the cache ----------
+
+vdc_vlan_id_t key(uint16_t vdc, uint32_t vlan)
+{
+    vdc_vlan_id_t k;
+    k.vdc_id = vdc;
+    k.vlan_id = vlan;
+    return k;
+}
+
+// The database holds BD 7 for VDC 1, VLAN 100 and BD 9 for VDC 3, VLAN 200.
+class NotifCacheLookup : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        bdtest::fresh_tables();
+        tp::sdb_put(bdtest::kUri1, {0x01, 0x00, 0x00, 0x64},
+                    {0x00, 0x07, 0x00, 0x00, 0x00, 0x64, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x02, 0x00, 0x00,
+                     0x12, 0x34});
+        tp::sdb_put("volatile:/dev/shm/3/vlan_mgr_bd_sdb", {0x03, 0x00, 0x00, 0xC8},
+                    {0x00, 0x09, 0x00, 0x00, 0x00, 0xC8, 0x00, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x02, 0x00, 0x00,
+                     0x12, 0x34});
+        vlan_mgr_enable_cached_bd_sdb();
+    }
+    void TearDown() override { vlan_mgr_disable_cached_bd_sdb(); }
+};
+
+TEST_F(NotifCacheLookup, AfterACreateTheLookupAnswersFromTheCacheWithoutARead)
+{
+    for (Parser parse : {vlan_mgr_parse_notification_msg, vlan_mgr_parse_notification_msg_local}) {
+        ASSERT_EQ(run(parse, 0x5C1D, creates()).rc, VLAN_MGR_OK);
+        uint16_t bd = 0;
+        ASSERT_EQ(vlan_get_bd(key(1, 100), &bd), VLAN_MGR_OK);
+        EXPECT_EQ(bd, 0x0A01); // the notification's, not the database's 7
+        ASSERT_EQ(vlan_get_bd(key(1, 101), &bd), VLAN_MGR_OK);
+        EXPECT_EQ(bd, 0x0A02);
+        EXPECT_EQ(bdtest::count_ops(tp::SdbOp::read), 0u);
+    }
+}
+
+TEST_F(NotifCacheLookup, AfterABdChangeTheLookupAnswersFromTheCacheWithoutARead)
+{
+    for (Parser parse : {vlan_mgr_parse_notification_msg, vlan_mgr_parse_notification_msg_local}) {
+        ASSERT_EQ(run(parse, 0x5C2B, bd_changes()).rc, VLAN_MGR_OK);
+        uint16_t bd = 0;
+        ASSERT_EQ(vlan_get_bd(key(3, 200), &bd), VLAN_MGR_OK);
+        EXPECT_EQ(bd, 0x0B01);
+        ASSERT_EQ(vlan_get_bd(key(3, 4094), &bd), VLAN_MGR_OK);
+        EXPECT_EQ(bd, 0x0B02);
+        EXPECT_EQ(bdtest::count_ops(tp::SdbOp::read), 0u);
+    }
+}
+
+TEST_F(NotifCacheLookup, AClearedEntryMakesTheNextLookupReadTheDatabaseAgain)
+{
+    for (Parser parse : {vlan_mgr_parse_notification_msg, vlan_mgr_parse_notification_msg_local}) {
+        tp::state().sdb_calls.clear();
+        ASSERT_EQ(run(vlan_mgr_parse_notification_msg, 0x5C1D, creates()).rc, VLAN_MGR_OK);
+        ASSERT_EQ(run(parse, 0x5C22, deletes(1, 100)).rc, VLAN_MGR_OK);
+        uint16_t bd = 0;
+        ASSERT_EQ(vlan_get_bd(key(1, 100), &bd), VLAN_MGR_OK);
+        EXPECT_EQ(bd, 7);
+        EXPECT_EQ(bdtest::count_ops(tp::SdbOp::read), 1u);
+        // The read filled the entry again: the next lookup is a hit.
+        ASSERT_EQ(vlan_get_bd(key(1, 100), &bd), VLAN_MGR_OK);
+        EXPECT_EQ(bd, 7);
+        EXPECT_EQ(bdtest::count_ops(tp::SdbOp::read), 1u);
+    }
+}
+
+TEST_F(NotifCacheLookup, UpdateBdCacheLocalKeepsLookupsCoherent)
+{
+    mts_msg_hdl_t c = tp::make_message(0x5C1D, creates());
+    ASSERT_EQ(vlan_mgr_update_bd_cache_local(&c), VLAN_MGR_OK);
+    uint16_t bd = 0;
+    ASSERT_EQ(vlan_get_bd(key(1, 100), &bd), VLAN_MGR_OK);
+    EXPECT_EQ(bd, 0x0A01);
+    mts_msg_hdl_t d = tp::make_message(0x5C22, deletes(1, 100));
+    ASSERT_EQ(vlan_mgr_update_bd_cache_local(&d), VLAN_MGR_OK);
+    ASSERT_EQ(vlan_get_bd(key(1, 100), &bd), VLAN_MGR_OK);
+    EXPECT_EQ(bd, 7);
+    EXPECT_EQ(bdtest::count_ops(tp::SdbOp::read), 1u);
 }
 
 } // namespace
