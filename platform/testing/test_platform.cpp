@@ -87,6 +87,17 @@ mts_msg_hdl_t make_message(uint32_t opcode, const Bytes &payload)
     return h;
 }
 
+// ---- Messages at an odd address ----
+// Heap blocks are at least 8-aligned, so one byte in front makes it odd.
+mts_msg_hdl_t make_message_at_odd_address(uint32_t opcode, const Bytes &payload)
+{
+    Bytes b(payload.size() + 1, 0xEE);
+    std::copy(payload.begin(), payload.end(), b.begin() + 1);
+    mts_msg_hdl_t h = make_message(opcode, b);
+    h.msg->lead = 1;
+    return h;
+}
+
 void set_debug(uint32_t report_class, bool on)
 {
     auto &v = state().debug_classes;
@@ -119,8 +130,8 @@ extern "C" {
 // ---- Message transport ----
 
 uint32_t mts_opc_get(const mts_msg_hdl_t *msg) { return msg->msg->opcode; }
-void *mts_payload_get(const mts_msg_hdl_t *msg) { return msg->msg->payload.data(); }
-uint32_t mts_payload_size(const mts_msg_hdl_t *msg) { return static_cast<uint32_t>(msg->msg->payload.size()); }
+void *mts_payload_get(const mts_msg_hdl_t *msg) { return msg->msg->payload.data() + msg->msg->lead; }
+uint32_t mts_payload_size(const mts_msg_hdl_t *msg) { return static_cast<uint32_t>(msg->msg->payload.size() - msg->msg->lead); }
 
 int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uint32_t opcode, void *payload,
                  uint32_t payload_len, mts_msg_hdl_t *msg_out, const mts_msg_hdl_t *request, const mts_addr_t *addr)

@@ -16,6 +16,8 @@ struct mts_msg {
     uint32_t opcode = 0;
     std::vector<uint8_t> payload;
     uint32_t rr_token = 0;
+    // Bytes in front of the payload inside `payload` (odd-address tests).
+    uint32_t lead = 0;
 };
 
 namespace tp {
@@ -129,5 +131,9 @@ void fail_alloc_at(long nth);       // the nth allocation from now fails (1-base
 long alloc_calls();                 // allocations since reset
 long live_allocs();                 // blocks allocated since reset and not freed
 void reset_allocs();
+
+// A message whose payload starts at an odd address and ends exactly at the
+// end of its heap block (notification parser tests).
+mts_msg_hdl_t make_message_at_odd_address(uint32_t opcode, const Bytes &payload);
 
 } // namespace tp

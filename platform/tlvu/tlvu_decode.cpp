@@ -74,13 +74,13 @@ inline int32_t put_value(const vlan_mgr_tlv_field_t &f, const uint8_t *v, uint32
         copy_value(dst, v, len);
         return TLVU_OK;
     }
-    // A string travels without its NUL; the buffer must keep room for it.
-    if (len >= f.max_size)
-        return TLVU_ERR_STRING_TOO_LONG;
+    // A string travels without its NUL. A text longer than the buffer can
+    // hold is cut to its first (buffer size - 1) characters, terminated.
     if (text_len(v, len) != len)
         return TLVU_ERR_BAD_TEXT; // the text would end early: not what was sent
-    copy_bytes(dst, v, len);
-    zero_bytes(dst + len, f.max_size - len);
+    const uint32_t kept = len < f.max_size ? len : f.max_size - 1;
+    copy_bytes(dst, v, kept);
+    zero_bytes(dst + kept, f.max_size - kept);
     return TLVU_OK;
 }
 
@@ -257,11 +257,17 @@ __attribute__((always_inline)) inline int32_t fill_element(const Schema &s, cons
             for (uint32_t i = n; i < pad4(n); ++i)
                 if (a[kAttrHeader + i] != 0)
                     return TLVU_ERR_BAD_PADDING;
-            if (n >= op.w)
-                return TLVU_ERR_STRING_TOO_LONG;
-            if (!copy_text(d, a + kAttrHeader, n))
-                return TLVU_ERR_BAD_TEXT;
-            zero_bytes(d + n, op.w - n);
+            if (n >= op.w) {
+                // Too long for the buffer: checked whole, cut to op.w - 1.
+                if (std::memchr(a + kAttrHeader, 0, n) != nullptr)
+                    return TLVU_ERR_BAD_TEXT;
+                copy_bytes(d, a + kAttrHeader, op.w - 1);
+                d[op.w - 1] = 0;
+            } else {
+                if (!copy_text(d, a + kAttrHeader, n))
+                    return TLVU_ERR_BAD_TEXT;
+                zero_bytes(d + n, op.w - n);
+            }
             pos += kAttrHeader + pad4(n);
         }
     }

@@ -27,9 +27,10 @@ inline const std::string kUri1 = "volatile:/dev/shm/vlan_mgr_bd_sdb";
 inline const std::string kUri2 = "volatile:/dev/shm/2/vlan_mgr_bd_sdb";
 
 // Frees the library's current tables (those of the constructor or of an
-// earlier test) and builds fresh ones, as at load, without initialising the
+// earlier test).
+// fresh_tables() then builds fresh ones, as at load, without initialising the
 // publisher library again. The allocation counters start from 0 afterwards.
-inline void fresh_tables()
+inline void free_tables()
 {
     namespace db = vlan_mgr::bd_db;
     if (db::bd_sdb_cached_p != nullptr) {
@@ -48,6 +49,16 @@ inline void fresh_tables()
     }
     std::free(bd_sdb_uri_p); // its buffers were freed through load_kept
     std::free(db::opened_flag);
+    db::bd_sdb_cached_p = nullptr;
+    db::vlan_mgr_bd_sdb_uri = nullptr;
+    bd_sdb_uri_p = nullptr;
+    db::opened_flag = nullptr;
+}
+
+inline void fresh_tables()
+{
+    namespace db = vlan_mgr::bd_db;
+    free_tables();
     db::first_open_marker = 0;
     vlan_mgr_pblr_lib_init_done = 1;
     db::load_tables();

@@ -55,6 +55,7 @@ TEST(BdDbLoad, TablesWereSetUpBeforeMainInAProgramLinkedWithTheStaticArchive)
 TEST_F(BdDb, LoadMakesNineteenAllocationsAndLeavesTheCacheTableNull)
 {
     vlan_mgr_pblr_lib_init_done = 1;
+    free_tables();
     const long before = tp::alloc_calls();
     db::load_tables();
     EXPECT_EQ(tp::alloc_calls() - before, 19);
@@ -72,6 +73,7 @@ TEST_F(BdDb, LoadMakesNineteenAllocationsAndLeavesTheCacheTableNull)
 TEST_F(BdDb, LoadInitialisesThePublisherLibraryWithItsParameterBlock)
 {
     vlan_mgr_pblr_lib_init_done = 0;
+    free_tables();
     db::load_tables();
     EXPECT_EQ(vlan_mgr_pblr_lib_init_done, 1);
     ASSERT_EQ(count_ops(tp::SdbOp::publisher_init), 1u);

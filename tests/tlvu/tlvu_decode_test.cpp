@@ -213,17 +213,55 @@ TEST(TlvuDecode, FixedFieldOfAnotherLengthIsRefused)
     expect_refused(bitmap_tbl.get(), Builder("test_bitmap_t").attr(39, Bytes(512)).done(), TLVU_ERR_BAD_LENGTH);
 }
 
-TEST(TlvuDecode, NameOf32CharactersIsAcceptedAnd33Refused)
+TEST(TlvuDecode, NameOf32CharactersIsAcceptedAndLongerOnesAreCutTo32)
 {
     const std::string n32(32, 'a');
     Bytes rec = decode(del_tbl.get(), Builder("test_del_t").str(8, n32).done());
     ASSERT_EQ(rec.size(), 53u);
     EXPECT_EQ(std::string(reinterpret_cast<const char *>(&rec[16]), 32), n32);
     EXPECT_EQ(rec[48], 0);
-    expect_refused(del_tbl.get(), Builder("test_del_t").str(8, std::string(33, 'a')).done(),
-                   TLVU_ERR_STRING_TOO_LONG);
-    expect_refused(del_tbl.get(), Builder("test_del_t").str(8, std::string(300, 'a')).done(),
-                   TLVU_ERR_STRING_TOO_LONG);
+    // 33, 40 and 300 characters: the first 32 are kept, then the NUL; the
+    // fields around the name are untouched.
+    for (size_t len : {size_t{33}, size_t{40}, size_t{300}}) {
+        SCOPED_TRACE(len);
+        std::string text;
+        for (size_t i = 0; i < len; ++i)
+            text.push_back(static_cast<char>('A' + i % 26));
+        rec = decode(del_tbl.get(), Builder("test_del_t").str(8, text).u32(31, 0xA1B2C3D4u).done());
+        ASSERT_EQ(rec.size(), 53u);
+        EXPECT_EQ(std::string(reinterpret_cast<const char *>(&rec[16]), 32), "ABCDEFGHIJKLMNOPQRSTUVWXYZABCDEF");
+        EXPECT_EQ(rec[48], 0);
+        EXPECT_EQ(Bytes(rec.begin() + 49, rec.end()), (Bytes{0xd4, 0xc3, 0xb2, 0xa1}));
+    }
+}
+
+TEST(TlvuDecode, NameOf40CharactersFromLiteralBytesArrivesAsItsFirst32)
+{
+    // id 8, 40 bytes "0123456789" x 4, then field 31: no padding needed.
+    Bytes tlv = {0x00, 0x00, 0x00, 0x50, 0x01, 0x00, 0x00, 0x0a, 't', 'e', 's', 't', '_', 'd', 'e', 'l', '_', 't',
+                 0x00, 0x00, 0x00, 0x00, 0x00, 0x08, 0x00, 0x00, 0x00, 0x28};
+    for (int k = 0; k < 4; ++k)
+        for (char c = '0'; c <= '9'; ++c)
+            tlv.push_back(static_cast<uint8_t>(c));
+    const Bytes tail = {0x00, 0x00, 0x00, 0x1f, 0x00, 0x00, 0x00, 0x04, 0x01, 0x02, 0x03, 0x04};
+    tlv.insert(tlv.end(), tail.begin(), tail.end());
+    ASSERT_EQ(tlv.size(), 0x50u);
+    const Bytes rec = decode(del_tbl.get(), tlv);
+    ASSERT_EQ(rec.size(), 53u);
+    const Bytes want_name = {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9', '0', '1', '2', '3', '4', '5', '6',
+                             '7', '8', '9', '0', '1', '2', '3', '4', '5', '6', '7', '8', '9', '0', '1', 0};
+    EXPECT_EQ(Bytes(rec.begin() + 16, rec.begin() + 49), want_name);
+    EXPECT_EQ(Bytes(rec.begin() + 49, rec.end()), (Bytes{0x01, 0x02, 0x03, 0x04}));
+}
+
+TEST(TlvuDecode, LongNameWithANulAnywhereIsRefused)
+{
+    for (size_t at : {size_t{0}, size_t{31}, size_t{32}, size_t{39}}) {
+        Bytes name(40, 'n');
+        name[at] = 0;
+        SCOPED_TRACE(at);
+        expect_refused(del_tbl.get(), Builder("test_del_t").attr(8, name).done(), TLVU_ERR_BAD_TEXT);
+    }
 }
 
 TEST(TlvuDecode, NameWithANulInsideIsRefused)
@@ -367,12 +405,40 @@ TEST(TlvuDecode, ElementFieldWithWrongLengthOrLongNameIsRefused)
     list.attr(19, e.b);
     expect_refused(del_payload_tbl.get(), Builder("test_del_payload_t").u32(17, 1).attr(19, list.b).done(),
                    TLVU_ERR_BAD_LENGTH);
-    Attrs e2;
-    e2.attr(8, Bytes(33, 'n'));
-    Attrs list2;
-    list2.attr(19, Attrs().b).attr(19, e2.b);
-    expect_refused(del_payload_tbl.get(), Builder("test_del_payload_t").u32(17, 2).attr(19, list2.b).done(),
-                   TLVU_ERR_STRING_TOO_LONG);
+}
+
+TEST(TlvuDecode, ElementNameTooLongIsCutOnBothWaysAndWithANulRefused)
+{
+    // In order (the short way) and after an out-of-order field (the general
+    // walk): 33 and 40 characters keep their first 32.
+    for (size_t len : {size_t{33}, size_t{40}})
+        for (bool in_order : {true, false}) {
+            SCOPED_TRACE(std::to_string(len) + (in_order ? " in order" : " general walk"));
+            Attrs e;
+            if (in_order)
+                e.u16(9, 0x1234).attr(16, {0x01, 0x00, 0x0a, 0x00, 0x00, 0x00}).u32(20, 100).u32(15, 1);
+            else
+                e.u32(31, 7);
+            e.attr(8, Bytes(len, 'n'));
+            Attrs list;
+            list.attr(19, e.b);
+            Bytes rec = decode(del_payload_tbl.get(), Builder("test_del_payload_t").u32(17, 1).attr(19, list.b).done());
+            ASSERT_EQ(rec.size(), 57u);
+            EXPECT_EQ(Bytes(rec.begin() + 4 + 16, rec.begin() + 4 + 48), Bytes(32, 'n'));
+            EXPECT_EQ(rec[4 + 48], 0);
+            Bytes bad(len, 'n');
+            bad[len - 1] = 0;
+            Attrs e2;
+            if (in_order)
+                e2.u16(9, 0x1234).attr(16, {0x01, 0x00, 0x0a, 0x00, 0x00, 0x00}).u32(20, 100).u32(15, 1);
+            else
+                e2.u32(31, 7);
+            e2.attr(8, bad);
+            Attrs list2;
+            list2.attr(19, e2.b);
+            expect_refused(del_payload_tbl.get(), Builder("test_del_payload_t").u32(17, 1).attr(19, list2.b).done(),
+                           TLVU_ERR_BAD_TEXT);
+        }
 }
 
 TEST(TlvuDecode, ElementFieldsInAnotherOrderOrMissingOrFollowedByUnknownIds)

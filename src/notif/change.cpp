@@ -1,0 +1,544 @@
+// VLAN change notifications: the full and the _local parser, each a switch
+// on the opcode over one generic decoder per shape (a counted list of
+// fixed-size elements, one fixed record, one record with trailing interface
+// indexes, the VLAN name records, the interface lists), and the cache-only
+// wrapper. Every read is bounded by the payload's size, checked before
+// anything is allocated or any cache entry changes.
+#include <cstdlib>
+#include <cstring>
+
+#include <vlan_mgr/notif.h>
+
+#include "bd_db/bd_cache.h"
+#include "frame/payload.h"
+#include "notif/notif_decode.h"
+
+namespace vlan_mgr::notif {
+namespace {
+
+using wire::Reader;
+using Decode = void (*)(uint8_t *out, const uint8_t *elem, const uint8_t *payload);
+
+// A list of `count` elements of `stride` bytes from payload offset 0; the
+// element's fields are read at offsets counted from stride * i, the last one
+// read ending at `extent`.
+struct Counted {
+    uint32_t count_off;
+    uint32_t stride;
+    uint32_t extent;
+    uint32_t rec_size;
+    uint32_t nomem; // the code when the allocator fails
+};
+
+template <const Counted &F, Decode D>
+uint32_t counted(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
+{
+    if (!r.has(F.count_off, 4))
+        return VLAN_MGR_ERR_TRUNCATED;
+    const uint32_t n = r.u32(F.count_off);
+    if (n == 0)
+        return kEmpty;
+    if (!has_span(r, 0, uint64_t{F.stride} * (n - 1) + F.extent))
+        return VLAN_MGR_ERR_TRUNCATED;
+    const auto size = checked_size(n, F.rec_size, 0);
+    if (!size)
+        return VLAN_MGR_ERR_TRUNCATED;
+    auto *out = static_cast<uint8_t *>(alloc(*size));
+    if (out == nullptr)
+        return F.nomem;
+    *count = n;
+    *records = out;
+    const uint8_t *p = r.at(0);
+    const uint8_t *e = p;
+    for (uint32_t i = 0; i < n; ++i, out += F.rec_size, e += F.stride)
+        D(out, e, p);
+    return VLAN_MGR_OK;
+}
+
+// One record of `rec_size` bytes read from the first `extent` payload bytes.
+template <uint32_t Extent, uint32_t RecSize, Decode D>
+uint32_t single(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
+{
+    if (!r.has(0, Extent))
+        return VLAN_MGR_ERR_TRUNCATED;
+    auto *out = static_cast<uint8_t *>(alloc(RecSize));
+    if (out == nullptr)
+        return kAllocFailed;
+    *count = 1;
+    *records = out;
+    D(out, r.at(0), r.at(0));
+    return VLAN_MGR_OK;
+}
+
+// One record whose header (read from the first `Head` payload bytes, the
+// count n of interface indexes at `NOff`) is followed by n interface indexes
+// at payload `InIdx` + 4k, written at `OutIdx` + 4k.
+template <uint32_t Head, uint32_t NOff, uint32_t InIdx, uint32_t OutIdx, Decode D>
+uint32_t with_indexes(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
+{
+    if (!r.has(0, Head))
+        return VLAN_MGR_ERR_TRUNCATED;
+    const uint32_t n = r.u32(NOff);
+    if (!has_span(r, InIdx, uint64_t{4} * n))
+        return VLAN_MGR_ERR_TRUNCATED;
+    const auto size = checked_size(n, 4, OutIdx);
+    if (!size)
+        return VLAN_MGR_ERR_TRUNCATED;
+    auto *out = static_cast<uint8_t *>(alloc(*size));
+    if (out == nullptr)
+        return kAllocFailed;
+    *count = 1;
+    *records = out;
+    const uint8_t *p = r.at(0);
+    D(out, p, p);
+    for (uint32_t k = 0; k < n; ++k)
+        cif(out, OutIdx + 4 * size_t{k}, p, InIdx + 4 * size_t{k});
+    return VLAN_MGR_OK;
+}
+
+// 0x5C21: VLAN name records of one size, 18 + A + B, taken from the first
+// record; every record is decoded with those lengths and carries them.
+uint32_t vlan_names(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
+{
+    constexpr uint32_t kHead = 18;
+    if (!r.has(0, 4))
+        return VLAN_MGR_ERR_TRUNCATED;
+    const uint32_t n = r.u32(0);
+    uint32_t a = 0, b = 0;
+    uint64_t size = kHead;
+    if (n != 0) {
+        if (!r.has(4, kHead))
+            return VLAN_MGR_ERR_TRUNCATED;
+        a = r.u32(4 + 10);
+        b = r.u32(4 + 14);
+        size += uint64_t{a} + b;
+        if (size > (r.size() - 4) / n)
+            return VLAN_MGR_ERR_TRUNCATED;
+        // A record whose flag is set carries two 32-bit values at 18 and 22.
+        for (uint32_t i = 0; i < n; ++i)
+            if (r.u32(4 + i * size + 6) != 0 && uint64_t{a} + b < 8)
+                return VLAN_MGR_ERR_TRUNCATED;
+    }
+    *count = n;
+    if (n == 0)
+        return kEmpty;
+    const auto total = checked_size(n, size, 0);
+    if (!total)
+        return VLAN_MGR_ERR_TRUNCATED;
+    auto *out = static_cast<uint8_t *>(alloc(*total));
+    if (out == nullptr)
+        return kAllocFailed;
+    std::memset(out, 0, *total);
+    *records = out;
+    const uint8_t *e = r.at(4);
+    for (uint32_t i = 0; i < n; ++i, out += size, e += size) {
+        c16(out, 0, e, 0);
+        c32(out, 2, e, 2);
+        c32(out, 6, e, 6);
+        std::memcpy(out + 10, &a, 4);
+        std::memcpy(out + 14, &b, 4);
+        if (wire::get_u32(e, 6) != 0) {
+            c32(out, 18, e, 18);
+            c32(out, 22, e, 22);
+        } else {
+            // Texts are copied up to their first NUL; the rest stays zero.
+            std::memcpy(out + kHead, e + kHead, strnlen(reinterpret_cast<const char *>(e + kHead), a));
+            std::memcpy(out + kHead + a, e + kHead + a,
+                        strnlen(reinterpret_cast<const char *>(e + kHead + a), b));
+        }
+    }
+    return VLAN_MGR_OK;
+}
+
+// 0x5C25: records of six 32-bit words and (w3 + w4 + w5) interface indexes.
+// The _local form drops the 16-bit VDC id at record offset 6.
+template <bool Local>
+uint32_t if_lists(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
+{
+    constexpr uint32_t kHead = 24, kOutHead = Local ? 22 : 24;
+    if (!r.has(0, 4))
+        return VLAN_MGR_ERR_TRUNCATED;
+    const uint32_t n = r.u32(0);
+    uint64_t total = 0;
+    size_t pos = 4;
+    for (uint32_t i = 0; i < n; ++i) {
+        if (!r.has(pos, kHead))
+            return VLAN_MGR_ERR_TRUNCATED;
+        const uint64_t m = uint64_t{r.u32(pos + 12)} + r.u32(pos + 16) + r.u32(pos + 20);
+        if (!has_span(r, pos, kHead + 4 * m))
+            return VLAN_MGR_ERR_TRUNCATED;
+        pos += static_cast<size_t>(kHead + 4 * m);
+        total += kOutHead + 4 * m; // bounded by the payload's size
+    }
+    if (total == 0)
+        return kEmpty;
+    if (total > SIZE_MAX)
+        return VLAN_MGR_ERR_TRUNCATED;
+    auto *out = static_cast<uint8_t *>(alloc(static_cast<size_t>(total)));
+    if (out == nullptr)
+        return kAllocFailed;
+    *count = n;
+    *records = out;
+    const uint8_t *e = r.at(4);
+    for (uint32_t i = 0; i < n; ++i) {
+        const uint32_t m = wire::get_u32(e, 12) + wire::get_u32(e, 16) + wire::get_u32(e, 20);
+        c32(out, 0, e, 0);
+        c16(out, 4, e, 4);
+        size_t o = 6;
+        if (!Local) {
+            c16(out, 6, e, 6);
+            o = 8;
+        }
+        for (size_t w = 8; w < kHead; w += 4, o += 4)
+            c32(out, o, e, w);
+        for (uint32_t k = 0; k < m; ++k)
+            cif(out, kOutHead + 4 * size_t{k}, e, kHead + 4 * size_t{k});
+        out += kOutHead + 4 * size_t{m};
+        e += kHead + 4 * size_t{m};
+    }
+    return VLAN_MGR_OK;
+}
+
+// ---- Element decoders --------------------------------------------------------
+
+void d5c03(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    c16(o, 0, e, 8);
+    c32(o, 2, e, 10);
+    c16(o, 6, e, 14);
+    c32(o, 8, e, 16);
+    c32(o, 12, e, 20);
+}
+
+void d5c03_local(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    c16(o, 0, e, 8);
+    c32(o, 2, e, 10);
+    c32(o, 6, e, 16);
+    c32(o, 10, e, 20);
+}
+
+// The BD cache update of one record. The common case (cache on, the VDC's
+// block made, a VLAN id in range) is the store the entry point would make,
+// done here without a call; every other case goes through the entry point,
+// which reports, makes the block or drops the update.
+inline void set_entry(uint16_t vdc, uint32_t vlan, uint16_t bd)
+{
+    namespace db = vlan_mgr::bd_db;
+    if (db::bd_cache_enabled != 0 && db::vdc_in_range(vdc) && vlan >= 1 && vlan <= 4094) {
+        if (uint16_t *block = db::cache_block(vdc)) {
+            db::cache_entry_store(block, vlan, bd);
+            return;
+        }
+    }
+    vlan_mgr_set_bd_cache_entry(vdc, vlan, bd);
+}
+
+// A created VLAN: its BD id goes into the cache.
+void d5c1d(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    c16x4(o, 0, e, 4);   // out 0, 2, 4, 6 from 4, 6, 8, 10
+    c32x2(o, 8, e, 12);  // out 8, 12 from 12, 16
+    c32x2(o, 20, e, 24); // out 20, 24 from 24, 28
+    c32x2(o, 28, e, 32); // out 28, 32 from 32, 36
+    c32(o, 36, e, 40);
+    set_entry(wire::get_u16(e, 10), wire::get_u32(e, 12), wire::get_u16(e, 4));
+}
+
+void d5c1d_local(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    c16(o, 0, e, 4);
+    c16(o, 2, e, 6);
+    c16(o, 4, e, 8);
+    c32(o, 6, e, 12);
+    c32(o, 10, e, 16);
+    c32(o, 14, e, 24);
+    c32(o, 18, e, 28);
+    c32(o, 22, e, 32);
+    c32(o, 26, e, 36);
+    set_entry(wire::get_u16(e, 10), wire::get_u32(e, 12), wire::get_u16(e, 4));
+}
+
+// A deleted VLAN: its cache entry is cleared.
+void d5c22(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    c16(o, 0, e, 4);
+    c16(o, 2, e, 6);
+    c32(o, 4, e, 8);
+    c32(o, 8, e, 12);
+    vlan_mgr_invalidate_bd_cache_entry(wire::get_u16(e, 6), static_cast<int32_t>(wire::get_u32(e, 8)));
+}
+
+void d5c22_local(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    c16(o, 0, e, 4);
+    c32(o, 2, e, 8);
+    c32(o, 6, e, 12);
+    vlan_mgr_invalidate_bd_cache_entry(wire::get_u16(e, 6), static_cast<int32_t>(wire::get_u32(e, 8)));
+}
+
+void d5c24(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    c16(o, 2, e, 6);
+    cif(o, 4, e, 8);
+    c32(o, 8, e, 12);
+    cbm(o, 12, e, 20);
+    cbm(o, 528, e, 536);
+}
+
+void d5c24_local(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    cif(o, 0, e, 8);
+    c32(o, 4, e, 12);
+    cbm(o, 8, e, 20);
+}
+
+void d5c28(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    cif(o, 0, e, 4);
+    c32(o, 4, e, 8);
+    c16(o, 8, e, 12);
+    c16(o, 10, e, 14);
+    c32(o, 12, e, 16);
+    c32(o, 16, e, 20);
+    cbm(o, 20, e, 28);
+    cbm(o, 536, e, 544);
+    cbm(o, 1052, e, 1060);
+}
+
+void d5c28_local(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    cif(o, 0, e, 4);
+    c32(o, 4, e, 8);
+    c16(o, 8, e, 12);
+    c32(o, 10, e, 16);
+    c32(o, 14, e, 20);
+    cbm(o, 18, e, 28);
+    cbm(o, 534, e, 544);
+    cbm(o, 1050, e, 1060);
+}
+
+// Element i at payload 4 + 30i.
+void d5c29(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    c16(o, 0, e, 4);
+    c32(o, 2, e, 6);
+    c16(o, 6, e, 10);
+    c32(o, 8, e, 12);
+    c32(o, 12, e, 16);
+    c32(o, 16, e, 20);
+    c32(o, 20, e, 24);
+    std::memset(o + 24, 0, 2);
+    c32(o, 26, e, 30);
+}
+
+// BD ids of the VDC at payload 2.
+void d5c2b(uint8_t *o, const uint8_t *e, const uint8_t *p)
+{
+    c32(o, 0, e, 8);
+    c16(o, 4, e, 12);
+    c16(o, 6, e, 14);
+    set_entry(wire::get_u16(p, 2), wire::get_u32(e, 8), wire::get_u16(e, 12));
+}
+
+void d5c2c(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    cif(o, 0, e, 8);
+    c16(o, 4, e, 12);
+    c32(o, 6, e, 14);
+    c16(o, 10, e, 1054);
+    c32(o, 12, e, 1056);
+    cbm(o, 16, e, 26);
+}
+
+void d5c2c_local(uint8_t *o, const uint8_t *e, const uint8_t *)
+{
+    cif(o, 0, e, 8);
+    c32(o, 4, e, 14);
+    c32(o, 8, e, 1056);
+    cbm(o, 12, e, 26);
+}
+
+void d5c1e(uint8_t *o, const uint8_t *p, const uint8_t *)
+{
+    c16(o, 0, p, 0);
+    c32(o, 2, p, 2);
+    c16(o, 6, p, 6);
+    c32(o, 8, p, 8);
+    c32(o, 12, p, 12);
+    c32(o, 16, p, 16);
+}
+
+void d5c1e_local(uint8_t *o, const uint8_t *p, const uint8_t *)
+{
+    c32(o, 0, p, 2);
+    c32(o, 4, p, 8);
+    c32(o, 8, p, 12);
+    c32(o, 12, p, 16);
+}
+
+void d5c1f(uint8_t *o, const uint8_t *p, const uint8_t *)
+{
+    c16(o, 0, p, 0);
+    for (size_t k = 0; k < 4; ++k)
+        cbm(o, 2 + 516 * k, p, 6 + 516 * k);
+}
+
+void d5c1f_local(uint8_t *o, const uint8_t *p, const uint8_t *)
+{
+    for (size_t k = 0; k < 4; ++k)
+        cbm(o, 516 * k, p, 6 + 516 * k);
+}
+
+void d5c20(uint8_t *o, const uint8_t *p, const uint8_t *)
+{
+    c16(o, 0, p, 0);
+    c32(o, 4, p, 4);
+    cbm(o, 8, p, 12);
+}
+
+void d5c20_local(uint8_t *o, const uint8_t *p, const uint8_t *)
+{
+    c32(o, 0, p, 4);
+    cbm(o, 4, p, 12);
+}
+
+void d5c26(uint8_t *o, const uint8_t *p, const uint8_t *)
+{
+    c16(o, 0, p, 0);
+    c32(o, 2, p, 2);
+    c32(o, 6, p, 6);
+    c32(o, 10, p, 10);
+}
+
+void d5c26_local(uint8_t *o, const uint8_t *p, const uint8_t *)
+{
+    c32(o, 0, p, 2);
+    c32(o, 4, p, 6);
+    c32(o, 8, p, 10);
+}
+
+void d5c4e(uint8_t *o, const uint8_t *p, const uint8_t *)
+{
+    c16(o, 0, p, 0);
+    c32(o, 2, p, 2);
+    c32(o, 6, p, 6);
+}
+
+// ---- The lists: count word, stride, bytes read of the last element, record
+// size, code of an allocator failure ------------------------------------------
+
+constexpr Counted k5c03{4, 16, 24, 16, kAllocFailed};
+constexpr Counted k5c03_local{4, 16, 24, 14, kAllocFailed};
+constexpr Counted k5c1d{0, 40, 44, 40, kAllocFailed};
+constexpr Counted k5c1d_local{0, 40, 40, 34, kAllocFailed};
+constexpr Counted k5c22{0, 12, 16, 12, kAllocFailed};
+constexpr Counted k5c22_local{0, 12, 16, 10, kAllocFailed};
+constexpr Counted k5c24{0, 1044, 1048, 1044, kAllocFailed};
+constexpr Counted k5c24_local{0, 1044, 532, 524, kAllocFailed};
+constexpr Counted k5c28{0, 1568, 1572, 1568, kAllocFailed};
+constexpr Counted k5c28_local{0, 1568, 1572, 1568, kAllocFailed};
+constexpr Counted k5c29{0, 30, 34, 30, kAllocFailed};
+constexpr Counted k5c2b{4, 8, 16, 8, kAllocFailed};
+constexpr Counted k5c2c{4, 1052, 1060, 532, kAllocFailed};
+constexpr Counted k5c2c_local{4, 1052, 1060, 528, VLAN_MGR_ERR_NO_MEMORY};
+
+using Handler = uint32_t (*)(const Reader &, void **, uint32_t *, vlan_mgr_notif_alloc_fn);
+
+Handler full_handler(uint32_t opcode)
+{
+    switch (opcode) {
+    case 0x5C03: return counted<k5c03, d5c03>;
+    case 0x5C1D: return counted<k5c1d, d5c1d>;
+    case 0x5C1E:
+    case 0x5C23: return with_indexes<20, 16, 20, 20, d5c1e>;
+    case 0x5C1F: return single<2066, 2066, d5c1f>;
+    case 0x5C20: return single<524, 524, d5c20>;
+    case 0x5C21: return vlan_names;
+    case 0x5C22: return counted<k5c22, d5c22>;
+    case 0x5C24: return counted<k5c24, d5c24>;
+    case 0x5C25: return if_lists<false>;
+    case 0x5C26: return single<14, 14, d5c26>;
+    case 0x5C28: return counted<k5c28, d5c28>;
+    case 0x5C29: return counted<k5c29, d5c29>;
+    case 0x5C2B: return counted<k5c2b, d5c2b>;
+    case 0x5C2C: return counted<k5c2c, d5c2c>;
+    case 0x5C4E:
+    case 0x5C4F: return with_indexes<10, 6, 10, 10, d5c4e>;
+    default: return nullptr;
+    }
+}
+
+Handler local_handler(uint32_t opcode)
+{
+    switch (opcode) {
+    case 0x5C03: return counted<k5c03_local, d5c03_local>;
+    case 0x5C1D: return counted<k5c1d_local, d5c1d_local>;
+    case 0x5C1E:
+    case 0x5C23: return with_indexes<20, 16, 20, 16, d5c1e_local>;
+    case 0x5C1F: return single<2066, 2064, d5c1f_local>;
+    case 0x5C20: return single<524, 520, d5c20_local>;
+    case 0x5C21: return vlan_names;
+    case 0x5C22: return counted<k5c22_local, d5c22_local>;
+    case 0x5C24:
+    case 0x5C38: return counted<k5c24_local, d5c24_local>;
+    case 0x5C25: return if_lists<true>;
+    case 0x5C26: return single<14, 12, d5c26_local>;
+    case 0x5C28: return counted<k5c28_local, d5c28_local>;
+    case 0x5C2B: return counted<k5c2b, d5c2b>;
+    case 0x5C2C: return counted<k5c2c_local, d5c2c_local>;
+    default: return nullptr;
+    }
+}
+
+// The steps both parsers share: clear the outs, refuse a missing allocator
+// and an opcode outside the range or not handled, then decode.
+uint32_t parse(const mts_msg_hdl_t *msg, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc,
+               uint32_t last_opcode, Handler (*handler_of)(uint32_t))
+{
+    *count = 0;
+    *records = nullptr;
+    if (alloc == nullptr)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    const uint32_t opcode = mts_opc_get(msg);
+    const Reader r = payload_of(msg);
+    if (opcode < VLAN_MGR_NOTIF_FIRST_OPC || opcode > last_opcode)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    const Handler h = handler_of(opcode);
+    if (h == nullptr)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    return h(r, records, count, alloc);
+}
+
+} // namespace
+} // namespace vlan_mgr::notif
+
+using namespace vlan_mgr::notif;
+
+extern "C" {
+
+uint32_t vlan_mgr_parse_notification_msg(const struct mts_msg_hdl *msg, void **records, uint32_t *count,
+                                         vlan_mgr_notif_alloc_fn alloc)
+{
+    return parse(msg, records, count, alloc, VLAN_MGR_NOTIF_LAST_OPC, full_handler);
+}
+
+uint32_t vlan_mgr_parse_notification_msg_local(const struct mts_msg_hdl *msg, void **records, uint32_t *count,
+                                               vlan_mgr_notif_alloc_fn alloc)
+{
+    return parse(msg, records, count, alloc, VLAN_MGR_NOTIF_LAST_LOCAL_OPC, local_handler);
+}
+
+uint32_t vlan_mgr_update_bd_cache_local(const struct mts_msg_hdl *msg)
+{
+    if (msg == nullptr)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    void *records = nullptr;
+    uint32_t count = 0;
+    const uint32_t rc = vlan_mgr_parse_notification_msg_local(msg, &records, &count, std::malloc);
+    if (records != nullptr)
+        std::free(records);
+    return rc;
+}
+
+} // extern "C"
