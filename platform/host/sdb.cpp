@@ -162,6 +162,14 @@ SdbReaderTxn *reader_for(const char *handle, int32_t *err)
     return found;
 }
 
+// A value length that a record descriptor can carry (always on 32-bit hosts).
+bool fits_u32(size_t n)
+{
+    if constexpr (sizeof(size_t) > sizeof(uint32_t))
+        return n <= UINT32_MAX;
+    return true;
+}
+
 bool key_ok(const sdb_key_t *key)
 {
     return key != nullptr && key->data != nullptr && key->len >= 1 && key->len <= SDB_MAX_KEY;
@@ -384,7 +392,7 @@ const sdb_rec_t *sdb_read(const char *handle, const sdb_key_t *key, int32_t *err
     const sdb_rec_t *rec = nullptr;
     if (rc != 0) {
         *error = sdb_error_word(rc);
-    } else if (v.mv_size > UINT32_MAX) {
+    } else if (!fits_u32(v.mv_size)) {
         *error = SDB_ERR_CORRUPT;
     } else if (!grow(r->rbuf, r->rcap, v.mv_size)) {
         *error = SDB_ERR_NO_MEMORY;
@@ -440,7 +448,7 @@ int32_t sdb_mfetch(const char *handle, const sdb_key_t *keys, uint32_t count, sd
         if (rc == MDB_NOTFOUND) {
             rc = 0;
         } else if (rc == 0) {
-            if (v.mv_size > UINT32_MAX || v.mv_size > SIZE_MAX - total)
+            if (!fits_u32(v.mv_size) || v.mv_size > SIZE_MAX - total)
                 rc = MDB_CORRUPTED;
             total += v.mv_size;
             recs[i] = {v.mv_data, static_cast<uint32_t>(v.mv_size)};
