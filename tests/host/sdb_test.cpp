@@ -174,6 +174,47 @@ TEST_F(Sdb, AnEmptyRecordIsFoundWithLengthZero)
     EXPECT_EQ(rec->len, 0u);
 }
 
+TEST_F(Sdb, AReaderOpenedOnASmallFileReadsWhatThePublisherWritesLater)
+{
+    // A reader in another process maps the whole map size recorded in the
+    // file, not just the pages written when it opened.
+    publish(K100, R100, sizeof R100);
+    int opened[2], written[2];
+    ASSERT_EQ(pipe(opened), 0);
+    ASSERT_EQ(pipe(written), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        sdb_key_t k = key4(K100);
+        int32_t e = -1;
+        if (sdb_open(uri.c_str(), 1, 0, 0, 0) != 0 || sdb_read(uri.c_str(), &k, &e) == nullptr)
+            _exit(1);
+        char c = 'O';
+        if (write(opened[1], &c, 1) != 1 || read(written[0], &c, 1) != 1)
+            _exit(2);
+        const uint8_t last[4] = {0x03, 0x00, 0x00, 7};
+        sdb_key_t kl = key4(last);
+        const sdb_rec_t *rec = sdb_read(uri.c_str(), &kl, &e);
+        if (rec == nullptr || e != 0 || rec->len != (1u << 20))
+            _exit(3);
+        _exit(static_cast<const uint8_t *>(rec->data)[rec->len - 1] == 0x77 ? 0 : 4);
+    }
+    char c = 0;
+    ASSERT_EQ(read(opened[0], &c, 1), 1);
+    std::vector<uint8_t> big(1u << 20, 0x77);
+    for (uint8_t i = 0; i < 8; ++i) {
+        const uint8_t kb[4] = {0x03, 0x00, 0x00, i};
+        publish(kb, big.data(), static_cast<uint32_t>(big.size()));
+    }
+    ASSERT_EQ(write(written[1], "W", 1), 1);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    for (int fd : {opened[0], opened[1], written[0], written[1]})
+        close(fd);
+}
+
 TEST_F(Sdb, ReadOfADatabaseNotOpenIsNotOpen)
 {
     publish(K100, R100, sizeof R100);
