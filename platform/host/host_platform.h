@@ -25,6 +25,9 @@ inline constexpr int32_t SDB_ERR_BACKING_FILE = 0x411a0004;
 inline constexpr int32_t SDB_ERR_NO_MEMORY = 0x411a0005;
 inline constexpr int32_t SDB_ERR_CORRUPT = 0x411a0006;
 inline constexpr int32_t SDB_ERR_NO_RECORD = 0x411a0007;
+// The shared database's publisher (vlan_mgr_host_sdb.h).
+inline constexpr int32_t SDB_ERR_NOT_OWNER = 0x411a0008;           // file of another user
+inline constexpr int32_t SDB_ERR_PUBLISHED_ELSEWHERE = 0x411a0009; // another process publishes
 
 // ---- Environment ------------------------------------------------------------
 // Every variable is read when it is needed (not cached), so that a change made

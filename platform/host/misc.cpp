@@ -32,6 +32,9 @@ constexpr ErrorText error_texts[] = {
     {vlan_mgr_host::SDB_ERR_NO_MEMORY, "shared database: out of memory"},
     {vlan_mgr_host::SDB_ERR_CORRUPT, "shared database: database file is corrupt"},
     {vlan_mgr_host::SDB_ERR_NO_RECORD, "shared database: no such record"},
+    // The shared database's publisher.
+    {vlan_mgr_host::SDB_ERR_NOT_OWNER, "shared database: the database file belongs to another user"},
+    {vlan_mgr_host::SDB_ERR_PUBLISHED_ELSEWHERE, "shared database: another process publishes this database"},
 };
 
 // Texts made for words without a fixed text, one buffer per thread so that
