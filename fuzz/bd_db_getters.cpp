@@ -9,6 +9,7 @@
 
 #include <vlan_mgr/bd_db.h>
 
+#include "bd_db/bd_cache.h"
 #include "test_platform.h"
 
 namespace {

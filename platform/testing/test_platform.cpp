@@ -215,6 +215,8 @@ int32_t sdb_mfetch(const char *handle, const sdb_key_t *keys, uint32_t count, sd
     *error = err;
     if (err != 0)
         return err;
+    if (auto w = s.mfetch_error_words.find(s.sdb_op_counts[tp::SdbOp::mfetch]); w != s.mfetch_error_words.end())
+        *error = w->second;
     auto &db = s.sdbs[handle].records;
     for (uint32_t i = 0; i < count; ++i) {
         auto it = db.find(call.keys[i]);

@@ -97,6 +97,9 @@ struct State {
     std::vector<int> mfetch_outstanding;
     // The parameter block of the last fsrv_sdb_publisher_lib_init call.
     const void *publisher_params = nullptr;
+    // (1-based sdb_mfetch call) -> error word that the call sets while it
+    // still returns 0 and fills the records.
+    std::map<int, int32_t> mfetch_error_words;
 
     // Message transport.
     std::deque<std::unique_ptr<mts_msg_t>> messages;

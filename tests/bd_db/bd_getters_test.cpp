@@ -220,6 +220,32 @@ TEST_F(BdGetters, FailingFetchEndsTheWalkWithItsError)
     std::free(pairs);
 }
 
+TEST_F(BdGetters, ABatchIsOnlyFilledWhenTheFetchSetsErrorWordZero)
+{
+    for (uint32_t v = 1; v <= 250; ++v)
+        tp::sdb_put(kUri1, vlan_key(1, v), record(1, v, 3, v, 0));
+    tp::state().mfetch_error_words[1] = 0x411a0006; // returns 0, error word set
+    vlan_bitmap bm = bitmap_of(1, 250);
+    uint32_t count = 0;
+    vlan_mgr_sdb_vlan_pair_t *pairs = nullptr;
+    EXPECT_EQ(vlan_mgr_sdb_get_multi_vlan_mode(1, &bm, &count, &pairs), 0u);
+    EXPECT_EQ(mfetch_sizes(), (std::vector<size_t>{99, 99, 52}));
+    EXPECT_EQ(count_ops(tp::SdbOp::mfetch_done), 3u);
+    ASSERT_EQ(count, 151u);
+    EXPECT_EQ(pairs[0].vlan_id, 100u);
+    EXPECT_EQ(pairs[150].vlan_id, 250u);
+    std::free(pairs);
+}
+
+TEST_F(BdGetters, SegmentWalkSkipsABatchWithAnErrorWord)
+{
+    tp::sdb_put(kUri1, vlan_key(1, 50), record(3, 49, 1, 1, 7));
+    tp::state().mfetch_error_words[1] = 0x411a0006;
+    uint32_t vlan = 0;
+    EXPECT_EQ(vlan_mgr_sdb_get_segment_vlan_id(1, 7, &vlan), 0x41100003u);
+    EXPECT_EQ(count_ops(tp::SdbOp::mfetch), 41u);
+}
+
 TEST_F(BdGetters, PairAllocationFailureReturnsNoMemory)
 {
     vlan_bitmap bm = bitmap_of(1, 3);
