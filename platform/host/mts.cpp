@@ -582,14 +582,15 @@ bool abandoned(Handle *h, const mts_msg *m)
 }
 
 // True when notifications of this publisher and opcode were lost before `m`;
-// records `m` as the last one seen.
+// otherwise records `m` as the last one delivered.
 bool notifications_lost(Handle *h, const mts_msg *m)
 {
     for (SeqState &s : h->seen)
         if (s.node == m->src_node && s.sap == m->src_sap && s.opcode == m->opcode) {
             // A publisher that started again counts from 1.
             const bool lost = m->seq != s.last + 1 && m->seq != 1;
-            s.last = m->seq;
+            // After a loss `m` itself is delivered next, as the one that follows.
+            s.last = lost ? m->seq - 1 : m->seq;
             return lost;
         }
     h->seen.push_back({m->src_node, m->src_sap, m->opcode, m->seq});
