@@ -24,6 +24,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -489,12 +490,13 @@ mts_msg *read_message(Handle *h, void *s, From from)
             break;
         }
         const bool more = zmq_msg_more(&part) != 0;
-        if (n < 4)
-            frames[n++] = part; // moved: closed below
-        else {
+        if (n < 4) {
+            zmq_msg_init(&frames[n]);
+            zmq_msg_move(&frames[n++], &part);
+        } else {
             ok = false;
-            zmq_msg_close(&part);
         }
+        zmq_msg_close(&part);
         if (!more)
             break;
     }
@@ -629,11 +631,15 @@ void wait_and_read(Use &u, bool replies_only, long wait_ms)
     // ZeroMQ sockets are used under the lock only; poll in short slices.
     const long slice = wait_ms < 0 || wait_ms > 50 ? 50 : wait_ms;
     int ready = zmq_poll(items.data(), static_cast<int>(items.size()), 0);
-    if (ready == 0 && slice > 0) {
+    if (ready == 0 && slice > 0)
         ready = zmq_poll(items.data(), static_cast<int>(items.size()), slice);
-    }
-    if (ready <= 0)
+    if (ready <= 0) {
+        // Between slices, other threads waiting for the handle get their turn.
+        u.unlock();
+        sched_yield();
+        u.lock();
         return;
+    }
     for (size_t i = 0; i < items.size(); ++i) {
         if ((items[i].revents & ZMQ_POLLIN) == 0)
             continue;
@@ -662,6 +668,8 @@ int32_t receive(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts
         wait = std::min(wait, timeout_ms());
     const uint64_t deadline = wait == VLAN_MGR_HOST_MTS_WAIT_FOREVER ? UINT64_MAX : now_ms() + wait;
     for (;;) {
+        if (__atomic_load_n(&h->closed, __ATOMIC_ACQUIRE))
+            return host::MTS_ERR_BAD_HANDLE; // closed by another thread meanwhile
         mts_msg *m = by_token ? take_reply(h, opts->word[3]) : pop_front(h);
         if (m != nullptr) {
             if (m->kind == VLAN_MGR_HOST_MTS_NOTIFICATION && notifications_lost(h, m)) {
@@ -781,7 +789,7 @@ int32_t vlan_mgr_host_mts_close(uint32_t mts_handle)
     const uint32_t slot = (mts_handle & ((1u << kSlotBits) - 1)) - 1;
     if (g_handles[slot] == h)
         g_handles[slot] = nullptr;
-    h->closed = true;
+    __atomic_store_n(&h->closed, true, __ATOMIC_RELEASE);
     pthread_mutex_unlock(&g_mu);
     release(h);
     return 0;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sys/stat.h>
+#include <thread>
 
 namespace {
 
@@ -327,6 +328,25 @@ TEST_F(MtsExchange, OtherNodesAreReachedOverTcpThroughTheNodeTable)
     mts_drop(c, &reply);
     ASSERT_EQ(mts_send(c, 0x01000000, 3, kStop, nullptr, 0, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(join(server), 0);
+}
+
+TEST_F(MtsExchange, CloseFromAnotherThreadEndsABlockedReceive)
+{
+    uint32_t h = 0;
+    ASSERT_EQ(vlan_mgr_host_mts_open(211, &h), 0);
+    Signal receiving;
+    int32_t rc = 0;
+    std::thread t([&] {
+        receiving.raise();
+        mts_msg_hdl_t m{};
+        rc = mts_recv(h, &m, nullptr);
+    });
+    ASSERT_EQ(receiving.wait(), 'x');
+    // A send on the same handle from this thread gets its turn meanwhile.
+    EXPECT_EQ(mts_send(h, VLAN_MGR_HOST_MTS_LOCAL_NODE, 250, 1, nullptr, 0, nullptr, nullptr, nullptr), 0x40480102);
+    EXPECT_EQ(vlan_mgr_host_mts_close(h), 0);
+    t.join();
+    EXPECT_EQ(rc, 0x40480101);
 }
 
 // 8 clients x N requests against one server (N: VLAN_MGR_TEST_MTS_REQUESTS,
