@@ -667,6 +667,7 @@ int32_t receive(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts
     if (by_token)
         wait = std::min(wait, timeout_ms());
     const uint64_t deadline = wait == VLAN_MGR_HOST_MTS_WAIT_FOREVER ? UINT64_MAX : now_ms() + wait;
+    bool polled = false;
     for (;;) {
         if (__atomic_load_n(&h->closed, __ATOMIC_ACQUIRE))
             return host::MTS_ERR_BAD_HANDLE; // closed by another thread meanwhile
@@ -681,7 +682,7 @@ int32_t receive(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts
             return 0;
         }
         const uint64_t now = now_ms();
-        if (now >= deadline) {
+        if (now >= deadline && polled) {
             if (by_token) {
                 h->abandoned.push_back(opts->word[3]);
                 if (h->abandoned.size() > 256)
@@ -689,7 +690,10 @@ int32_t receive(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts
             }
             return host::MTS_ERR_TIMEOUT;
         }
-        wait_and_read(u, by_token, deadline == UINT64_MAX ? -1 : static_cast<long>(deadline - now));
+        // The sockets are looked at at least once, even with no time left.
+        wait_and_read(u, by_token,
+                      deadline == UINT64_MAX ? -1 : now >= deadline ? 0 : static_cast<long>(deadline - now));
+        polled = true;
     }
 }
 

@@ -330,6 +330,30 @@ TEST_F(MtsExchange, OtherNodesAreReachedOverTcpThroughTheNodeTable)
     EXPECT_EQ(join(server), 0);
 }
 
+TEST_F(MtsExchange, TimedReceiveGivesAMessageOrTheTimeoutWord)
+{
+    uint32_t h = 0, c = 0;
+    ASSERT_EQ(vlan_mgr_host_mts_open(212, &h), 0);
+    ASSERT_EQ(vlan_mgr_host_mts_open(0, &c), 0);
+    mts_msg_hdl_t m{};
+    const uint64_t t0 = now_ms();
+    EXPECT_EQ(vlan_mgr_host_mts_recv_timed(h, &m, nullptr, 50), 0x40480103);
+    EXPECT_GE(now_ms() - t0, 50u);
+    uint8_t b = 0x42;
+    ASSERT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 212, 0x99, &b, 1, nullptr, nullptr, nullptr), 0);
+    ASSERT_EQ(vlan_mgr_host_mts_recv_timed(h, &m, nullptr, 5000), 0);
+    EXPECT_EQ(mts_opc_get(&m), 0x99u);
+    EXPECT_EQ(payload_of(m), std::vector<uint8_t>{0x42});
+    vlan_mgr_host_mts_info_t info{};
+    ASSERT_EQ(vlan_mgr_host_mts_msg_info(&m, &info), 0);
+    EXPECT_EQ(info.kind, VLAN_MGR_HOST_MTS_DATAGRAM);
+    EXPECT_EQ(info.src_sap, 0u);
+    EXPECT_EQ(info.dest_sap, 212u);
+    // A one-way message cannot be answered.
+    EXPECT_EQ(mts_send(h, 0, 0, 0, &b, 1, nullptr, &m, nullptr), 0x40480001);
+    mts_drop(h, &m);
+}
+
 TEST_F(MtsExchange, CloseFromAnotherThreadEndsABlockedReceive)
 {
     uint32_t h = 0;
