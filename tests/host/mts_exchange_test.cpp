@@ -52,6 +52,23 @@ void stop_server(uint32_t client, uint32_t sap)
 
 using MtsExchange = MtsTest;
 
+// The transport works before static constructors have run: a constructor
+// that runs first opens and closes a handle.
+constinit int32_t early_open = -1, early_close = -1;
+__attribute__((constructor(101))) void use_transport_early()
+{
+    uint32_t h = 0;
+    early_open = vlan_mgr_host_mts_open(0, &h);
+    early_close = vlan_mgr_host_mts_close(h);
+    vlan_mgr_host_mts_shutdown();
+}
+
+TEST_F(MtsExchange, WorksBeforeStaticConstructors)
+{
+    EXPECT_EQ(early_open, 0);
+    EXPECT_EQ(early_close, 0);
+}
+
 TEST_F(MtsExchange, RequestGetsItsReplyWithTheRequestsTokenAndOpcode)
 {
     Signal ready;
