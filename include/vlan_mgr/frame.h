@@ -91,6 +91,42 @@ VLAN_MGR_API extern const vlan_mgr_syslog_msg_t syslog_msg_VLAN_MGR_STATELESS_RE
 VLAN_MGR_API extern const vlan_mgr_syslog_msg_t syslog_msg_VLAN_MGR_STATEFULL_RESTART;
 VLAN_MGR_API extern const vlan_mgr_syslog_msg_t syslog_msg_RESERVED_VLAN_RANGE_CHANGED;
 
+/* ---- Synchronous request-response exchange ------------------------------- */
+
+/* MTS opcodes of the exchange. */
+#define MTS_OPC_VLAN_GET_GLOBAL_AUTOSTATE 0x5C53u /* the autostate query */
+#define MTS_OPC_VLAN_REQ_RESP_16          0x5C03u /* request answered with 16-byte entries */
+#define MTS_OPC_VLAN_REQ_RESP_30          0x5C29u /* request answered with 30-byte entries */
+
+/* Stride of the caller's entries and of the reply entries per opcode. Each
+ * entry holds, packed and in host order: a 16-bit value at 0, a 32-bit value
+ * at 2, a 16-bit value at 6 and a 32-bit value at 8; the reply carries them
+ * big-endian and the rest of the entry as zeros. */
+#define VLAN_MGR_REQ_RESP_16_STRIDE 16u
+#define VLAN_MGR_REQ_RESP_30_STRIDE 30u
+
+/* A received MTS message handle (the platform's mts_msg_hdl_t). */
+struct mts_msg_hdl;
+
+/* Answers `request`, received on `mts_handle`, with `count` entries of
+ * `entries` (stride by the request's opcode): opcode 0x5C03 gets
+ * {0, count, 16-byte entries}, 0x5C29 gets {count, 30-byte entries}, both
+ * big-endian. The reply is sent to node 0xFE000000 along the request. Returns
+ * VLAN_MGR_ERR_INVALID_ARG for NULL entries or a count of 0,
+ * VLAN_MGR_ERR_NO_MEMORY when the reply cannot be allocated (a negative
+ * count too), 0 without sending anything for any other opcode, else the
+ * result of mts_send. */
+VLAN_MGR_API int32_t vlan_mgr_send_vlan_req_resp_reply(uint32_t mts_handle, const void *entries, int32_t count,
+                                                      const struct mts_msg_hdl *request);
+
+/* Asks the VLAN manager (SAP 167) for its global autostate-disable setting
+ * and waits for the answer on `mts_handle`. Returns a malloc'ed word holding
+ * the setting (the reply's first word, in host order), which the caller frees
+ * with free, or NULL when the exchange failed (reported, class 102,
+ * INFO_MSG, except a failed first allocation). The 4-byte request payload
+ * passes to the transport and is not freed by the library. */
+VLAN_MGR_API uint32_t *vlan_mgr_get_global_autostate_disable_settings(uint32_t mts_handle);
+
 VLAN_MGR_END_DECLS
 
 #endif

@@ -18,6 +18,17 @@ inline constexpr int32_t ERR_INVALID_ARG = 0x40480001;     // "invalid argument"
 inline constexpr int32_t ERR_NO_MEMORY = 0x40480002;       // "out of memory"
 inline constexpr int32_t ERR_NOT_FOUND = 0x40480003;       // "no such entry"
 inline constexpr int32_t ERR_BUSY = 0x40480004;            // "resource busy"
+// Message transport (0x404801xx); the same values as the
+// VLAN_MGR_HOST_ERR_MTS_* macros of vlan_mgr_host_mts.h.
+inline constexpr int32_t MTS_ERR_BAD_HANDLE = 0x40480101; // "message transport: no such handle"
+inline constexpr int32_t MTS_ERR_NO_SERVER = 0x40480102;
+inline constexpr int32_t MTS_ERR_TIMEOUT = 0x40480103;
+inline constexpr int32_t MTS_ERR_NOTIF_LOST = 0x40480104;
+inline constexpr int32_t MTS_ERR_TOO_BIG = 0x40480105;
+inline constexpr int32_t MTS_ERR_SAP_BUSY = 0x40480106;
+inline constexpr int32_t MTS_ERR_NO_NODE = 0x40480107;
+inline constexpr int32_t MTS_ERR_PEER_GONE = 0x40480108;
+inline constexpr int32_t MTS_ERR_IO = 0x40480109;
 inline constexpr int32_t SDB_ERR_INVALID_ARG = 0x411a0001; // "shared database: invalid argument"
 inline constexpr int32_t SDB_ERR_NOT_OPEN = 0x411a0002;    // "shared database: database not open"
 inline constexpr int32_t SDB_ERR_ALREADY_OPEN = 0x411a0003;
@@ -42,6 +53,16 @@ inline constexpr const char DEFAULT_HIST_DIR[] = "/dev/shm";
 inline constexpr const char ENV_HIST_SLOTS[] = "VLAN_MGR_HIST_SLOTS";     // ring size
 inline constexpr const char ENV_SYSLOG_STDERR[] = "VLAN_MGR_SYSLOG_STDERR"; // "1": copy to stderr
 inline constexpr const char ENV_MODULE_TYPE[] = "VLAN_MGR_MODULE_TYPE";   // card module type
+// Message transport.
+inline constexpr const char ENV_RUN_DIR[] = "VLAN_MGR_RUN_DIR";           // ipc endpoints
+inline constexpr const char DEFAULT_RUN_DIR[] = "/run/vlan_mgr";
+inline constexpr const char ENV_MTS_TIMEOUT_MS[] = "VLAN_MGR_MTS_TIMEOUT_MS"; // reply time-out
+inline constexpr uint32_t DEFAULT_MTS_TIMEOUT_MS = 5000;
+inline constexpr const char ENV_MTS_NOTIF_QUEUE[] = "VLAN_MGR_MTS_NOTIF_QUEUE"; // per subscriber
+inline constexpr uint32_t DEFAULT_MTS_NOTIF_QUEUE = 1000;
+inline constexpr const char ENV_NODE[] = "VLAN_MGR_NODE";                 // own node id
+inline constexpr const char ENV_NODE_TABLE[] = "VLAN_MGR_NODE_TABLE";     // node -> TCP address
+inline constexpr const char DEFAULT_NODE_TABLE[] = "/etc/vlan_mgr/nodes";
 
 // True when `cls` is named by the class list in environment variable
 // `env_name`: "all", or decimal numbers and ranges separated by commas or

@@ -142,6 +142,7 @@ int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uin
     rec.payload.assign(p, p + payload_len);
     if (addr)
         rec.addr = *addr;
+    rec.payload_ptr = payload;
     s.sent.push_back(rec);
     int32_t rc = tp::pop_or(s.send_results, 0);
     if (rc == 0) {

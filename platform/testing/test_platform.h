@@ -47,6 +47,9 @@ struct MtsSend {
     const mts_msg_t *request; // the request a reply answers, or nullptr
     bool has_addr;
     mts_addr_t addr;
+    // The caller's payload pointer itself, for payloads that pass to the
+    // transport (a test frees them).
+    const void *payload_ptr = nullptr;
 };
 
 struct MtsRecv {

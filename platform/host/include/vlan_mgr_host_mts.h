@@ -1,4 +1,11 @@
-/* Host platform API for programs: the message transport. */
+/* Host platform API for programs: the message transport.
+ *
+ * An MTS endpoint is (node, SAP). A process opens a handle bound to a SAP
+ * (167 is the VLAN manager's) to serve requests and publish notifications,
+ * or a handle with SAP 0 that only sends requests and receives replies and
+ * notifications. The handle number is what mts_send, mts_recv and mts_drop
+ * take. Node 0xFE000000 is this machine; other nodes are reached over TCP
+ * through the node table (see docs/host_platform.md). */
 #ifndef VLAN_MGR_HOST_MTS_H
 #define VLAN_MGR_HOST_MTS_H
 
@@ -9,6 +16,80 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+#define VLAN_MGR_HOST_MTS_LOCAL_NODE  0xFE000000u
+#define VLAN_MGR_HOST_MTS_MAX_PAYLOAD (16u * 1024u * 1024u) /* bytes per message */
+#define VLAN_MGR_HOST_MTS_WAIT_FOREVER 0xFFFFFFFFu
+
+/* Error words of the transport (texts from syserr2str). */
+#define VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE 0x40480101 /* no such MTS handle */
+#define VLAN_MGR_HOST_ERR_MTS_NO_SERVER  0x40480102 /* nobody serves the destination SAP */
+#define VLAN_MGR_HOST_ERR_MTS_TIMEOUT    0x40480103 /* no reply (or message) within the time-out */
+#define VLAN_MGR_HOST_ERR_MTS_NOTIF_LOST 0x40480104 /* notifications lost, resynchronise */
+#define VLAN_MGR_HOST_ERR_MTS_TOO_BIG    0x40480105 /* payload over 16 MiB */
+#define VLAN_MGR_HOST_ERR_MTS_SAP_BUSY   0x40480106 /* the SAP is already served */
+#define VLAN_MGR_HOST_ERR_MTS_NO_NODE    0x40480107 /* node not in the node table */
+#define VLAN_MGR_HOST_ERR_MTS_PEER_GONE  0x40480108 /* the requester is no longer there */
+#define VLAN_MGR_HOST_ERR_MTS_IO         0x40480109 /* socket or run-directory error */
+
+/* Kinds of message (vlan_mgr_host_mts_info_t.kind). */
+#define VLAN_MGR_HOST_MTS_REQUEST      1u /* expects a reply (address word 0 = 1) */
+#define VLAN_MGR_HOST_MTS_REPLY        2u
+#define VLAN_MGR_HOST_MTS_DATAGRAM     3u /* one-way message */
+#define VLAN_MGR_HOST_MTS_NOTIFICATION 4u
+
+/* Opens a handle bound to `sap` on this machine (0: a client-only handle
+ * with no SAP of its own) and stores its number in *mts_handle. Serving a
+ * SAP creates <run dir>/sap.<sap> and <run dir>/pub.<sap>, mode 0660, and
+ * also listens on TCP when this node is in the node table. Returns 0,
+ * VLAN_MGR_HOST_ERR_MTS_SAP_BUSY when another process serves the SAP, or
+ * VLAN_MGR_HOST_ERR_MTS_IO. */
+int32_t vlan_mgr_host_mts_open(uint32_t sap, uint32_t *mts_handle);
+
+/* Closes a handle: its sockets, its endpoints and the messages queued on it.
+ * Messages already received and not dropped stay valid until mts_drop. */
+int32_t vlan_mgr_host_mts_close(uint32_t mts_handle);
+
+/* Subscribes the handle to the notifications of `opcode` published by the
+ * handle serving (node, sap). Notifications arrive through mts_recv. */
+int32_t vlan_mgr_host_mts_subscribe(uint32_t mts_handle, uint32_t node, uint32_t sap, uint32_t opcode);
+
+/* Sends a notification of `opcode` to every subscriber of it; the handle
+ * must serve a SAP. Never blocks: a subscriber whose queue is full misses the
+ * message and gets VLAN_MGR_HOST_ERR_MTS_NOTIF_LOST at its next receive. */
+int32_t vlan_mgr_host_mts_notify(uint32_t mts_handle, uint32_t opcode, const void *payload, uint32_t payload_len);
+
+/* Waits until at least `count` subscriptions to `opcode` have reached the
+ * handle's publisher: 0, or VLAN_MGR_HOST_ERR_MTS_TIMEOUT after
+ * `timeout_ms`. */
+int32_t vlan_mgr_host_mts_wait_subscribers(uint32_t mts_handle, uint32_t opcode, uint32_t count,
+                                           uint32_t timeout_ms);
+
+/* mts_recv with a time-out of its own (VLAN_MGR_HOST_MTS_WAIT_FOREVER: none)
+ * for a receive without token matching: VLAN_MGR_HOST_ERR_MTS_TIMEOUT when
+ * nothing arrived. A receive matching a token is bounded by the transport's
+ * time-out or `timeout_ms`, whichever is shorter. */
+int32_t vlan_mgr_host_mts_recv_timed(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts_t *opts,
+                                     uint32_t timeout_ms);
+
+/* What the transport knows of a message. */
+typedef struct vlan_mgr_host_mts_info {
+    uint32_t kind;     /* VLAN_MGR_HOST_MTS_REQUEST ... */
+    uint32_t src_node; /* sender's node */
+    uint32_t src_sap;  /* sender's SAP, 0 for a client-only handle */
+    uint32_t dest_sap;
+    uint32_t opcode;
+    uint32_t token;    /* request-response token */
+    uint32_t seq;      /* notifications: the publisher's number of it for this opcode */
+} vlan_mgr_host_mts_info_t;
+
+/* Fills *info for a received or sent message: 0 or 0x40480001. */
+int32_t vlan_mgr_host_mts_msg_info(const mts_msg_hdl_t *msg, vlan_mgr_host_mts_info_t *info);
+
+/* Closes every handle, delivers what is still queued for sending (within the
+ * transport's time-out) and releases the transport. A program calls it
+ * before it exits; the transport starts again at the next open. */
+void vlan_mgr_host_mts_shutdown(void);
 
 #ifdef __cplusplus
 }

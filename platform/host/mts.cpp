@@ -1,0 +1,1037 @@
+// The host platform's message transport on ZeroMQ.
+//
+// A handle that serves SAP s binds a ROUTER socket at <run dir>/sap.<s> for
+// requests and datagrams and an XPUB socket at <run dir>/pub.<s> for the
+// notifications it publishes. To send to (node, sap) a handle connects one
+// DEALER socket per destination; replies come back on that DEALER, carrying
+// the request's token. Notifications arrive on one SUB socket per handle.
+// Every message is three frames or fewer: [routing id or topic], a 32-byte
+// header, the payload.
+//
+// State: a constant-initialised table of handle pointers under one mutex;
+// each handle has a mutex of its own and a reference count, so that close
+// never frees a handle that another thread is using. A forked child forgets
+// the parent's transport (ZeroMQ contexts do not survive fork) and starts an
+// empty one at its next open.
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <time.h>
+#include <unistd.h>
+#include <zmq.h>
+
+#include "host/host_platform.h"
+#include "vlan_mgr_host_mts.h"
+#include "vlan_mgr_platform.h"
+
+namespace host = vlan_mgr_host;
+
+static_assert(VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE == host::MTS_ERR_BAD_HANDLE);
+static_assert(VLAN_MGR_HOST_ERR_MTS_NO_SERVER == host::MTS_ERR_NO_SERVER);
+static_assert(VLAN_MGR_HOST_ERR_MTS_TIMEOUT == host::MTS_ERR_TIMEOUT);
+static_assert(VLAN_MGR_HOST_ERR_MTS_NOTIF_LOST == host::MTS_ERR_NOTIF_LOST);
+static_assert(VLAN_MGR_HOST_ERR_MTS_TOO_BIG == host::MTS_ERR_TOO_BIG);
+static_assert(VLAN_MGR_HOST_ERR_MTS_SAP_BUSY == host::MTS_ERR_SAP_BUSY);
+static_assert(VLAN_MGR_HOST_ERR_MTS_NO_NODE == host::MTS_ERR_NO_NODE);
+static_assert(VLAN_MGR_HOST_ERR_MTS_PEER_GONE == host::MTS_ERR_PEER_GONE);
+static_assert(VLAN_MGR_HOST_ERR_MTS_IO == host::MTS_ERR_IO);
+
+// A message as the transport hands it out: received (with its payload frame,
+// kept without a copy until mts_drop) or sent (header fields only).
+struct mts_msg {
+    uint32_t kind, src_node, src_sap, dest_sap, opcode, token, seq;
+    uint32_t handle;      // the handle that received it; 0 for a sent message
+    bool has_payload;
+    zmq_msg_t payload;
+    uint8_t rid_len;      // routing id of the requester (requests only)
+    uint8_t rid[255];
+    mts_msg *next;        // link in a handle's queue
+};
+
+namespace {
+
+// ---- Wire header ------------------------------------------------------------
+
+constexpr uint32_t kMagic = 0x564D5453; // "VMTS"
+constexpr uint8_t kVersion = 1;
+constexpr size_t kHeaderSize = 32;
+
+void put32(uint8_t *p, uint32_t v)
+{
+    p[0] = static_cast<uint8_t>(v >> 24);
+    p[1] = static_cast<uint8_t>(v >> 16);
+    p[2] = static_cast<uint8_t>(v >> 8);
+    p[3] = static_cast<uint8_t>(v);
+}
+uint32_t get32(const uint8_t *p)
+{
+    return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
+}
+
+// Header, big-endian: magic, version, kind, 2 reserved bytes, source node,
+// source SAP, destination SAP, opcode, token, sequence number.
+void encode_header(uint8_t *h, const mts_msg &m)
+{
+    std::memset(h, 0, kHeaderSize);
+    put32(h, kMagic);
+    h[4] = kVersion;
+    h[5] = static_cast<uint8_t>(m.kind);
+    put32(h + 8, m.src_node);
+    put32(h + 12, m.src_sap);
+    put32(h + 16, m.dest_sap);
+    put32(h + 20, m.opcode);
+    put32(h + 24, m.token);
+    put32(h + 28, m.seq);
+}
+
+bool decode_header(const uint8_t *h, size_t len, mts_msg &m)
+{
+    if (len != kHeaderSize || get32(h) != kMagic || h[4] != kVersion || h[5] < VLAN_MGR_HOST_MTS_REQUEST ||
+        h[5] > VLAN_MGR_HOST_MTS_NOTIFICATION)
+        return false;
+    m.kind = h[5];
+    m.src_node = get32(h + 8);
+    m.src_sap = get32(h + 12);
+    m.dest_sap = get32(h + 16);
+    m.opcode = get32(h + 20);
+    m.token = get32(h + 24);
+    m.seq = get32(h + 28);
+    return true;
+}
+
+mts_msg *new_msg()
+{
+    auto *m = static_cast<mts_msg *>(std::calloc(1, sizeof(mts_msg)));
+    if (m != nullptr)
+        zmq_msg_init(&m->payload);
+    return m;
+}
+
+void free_msg(mts_msg *m)
+{
+    if (m == nullptr)
+        return;
+    zmq_msg_close(&m->payload);
+    std::free(m);
+}
+
+// ---- Environment ------------------------------------------------------------
+
+uint32_t env_u32(const char *name, uint32_t fallback, uint32_t min)
+{
+    const char *v = std::getenv(name);
+    if (v == nullptr || *v == '\0' || *v == '-')
+        return fallback;
+    char *end = nullptr;
+    errno = 0;
+    unsigned long long n = std::strtoull(v, &end, 0);
+    if (end == v || *end != '\0' || errno != 0 || n > 0xFFFFFFFFull || n < min)
+        return fallback;
+    return static_cast<uint32_t>(n);
+}
+
+uint32_t timeout_ms() { return env_u32(host::ENV_MTS_TIMEOUT_MS, host::DEFAULT_MTS_TIMEOUT_MS, 1); }
+uint32_t own_node() { return env_u32(host::ENV_NODE, VLAN_MGR_HOST_MTS_LOCAL_NODE, 0); }
+
+const char *run_dir()
+{
+    const char *d = std::getenv(host::ENV_RUN_DIR);
+    return d != nullptr && *d != '\0' ? d : host::DEFAULT_RUN_DIR;
+}
+
+bool is_local(uint32_t node) { return node == VLAN_MGR_HOST_MTS_LOCAL_NODE || node == own_node(); }
+
+// The node table: one line per node, "<node id> <host> <base port>", '#'
+// starting a comment. SAP s of a node listens on base + 2s (requests) and
+// base + 2s + 1 (notifications).
+bool node_lookup(uint32_t node, char *hostname, size_t host_size, uint32_t *base_port)
+{
+    const char *path = std::getenv(host::ENV_NODE_TABLE);
+    if (path == nullptr || *path == '\0')
+        path = host::DEFAULT_NODE_TABLE;
+    FILE *f = std::fopen(path, "re");
+    if (f == nullptr)
+        return false;
+    char line[512];
+    bool found = false;
+    while (!found && std::fgets(line, sizeof line, f) != nullptr) {
+        if (char *hash = std::strchr(line, '#'))
+            *hash = '\0';
+        char id[64], name[256];
+        unsigned long port = 0;
+        if (std::sscanf(line, "%63s %255s %lu", id, name, &port) != 3)
+            continue;
+        char *end = nullptr;
+        unsigned long long n = std::strtoull(id, &end, 0);
+        if (*end != '\0' || n != node || port == 0 || port > 65535 || std::strlen(name) >= host_size)
+            continue;
+        std::snprintf(hostname, host_size, "%s", name);
+        *base_port = static_cast<uint32_t>(port);
+        found = true;
+    }
+    std::fclose(f);
+    return found;
+}
+
+enum class Ep { requests, notifications };
+
+// The local socket path of a SAP's endpoint.
+bool ipc_path(uint32_t sap, Ep ep, char *buf, size_t size)
+{
+    int n = std::snprintf(buf, size, "%s/%s.%u", run_dir(), ep == Ep::requests ? "sap" : "pub", sap);
+    return n > 0 && static_cast<size_t>(n) < size && static_cast<size_t>(n) < sizeof(sockaddr_un::sun_path);
+}
+
+// The address to connect to for (node, sap): 0 or an error word.
+int32_t endpoint(uint32_t node, uint32_t sap, Ep ep, char *buf, size_t size, bool *local_path)
+{
+    *local_path = false;
+    if (is_local(node)) {
+        char path[sizeof(sockaddr_un::sun_path)];
+        if (!ipc_path(sap, ep, path, sizeof path))
+            return host::ERR_INVALID_ARG;
+        *local_path = true;
+        std::snprintf(buf, size, "ipc://%s", path);
+        return 0;
+    }
+    char name[256];
+    uint32_t base = 0;
+    if (!node_lookup(node, name, sizeof name, &base))
+        return host::MTS_ERR_NO_NODE;
+    const uint64_t port = base + 2ull * sap + (ep == Ep::notifications ? 1 : 0);
+    if (port > 65535)
+        return host::MTS_ERR_NO_NODE;
+    std::snprintf(buf, size, "tcp://%s:%u", name, static_cast<unsigned>(port));
+    return 0;
+}
+
+// True when a process accepts connections on the local socket `path`.
+bool someone_listens(const char *path)
+{
+    sockaddr_un a{};
+    const size_t len = std::strlen(path);
+    if (len >= sizeof a.sun_path)
+        return false;
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return false;
+    a.sun_family = AF_UNIX;
+    std::memcpy(a.sun_path, path, len + 1);
+    const bool ok = connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0;
+    close(fd);
+    return ok;
+}
+
+uint64_t now_ms()
+{
+    timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec) / 1000000u;
+}
+
+// ---- Handles ------------------------------------------------------------------
+
+struct Dealer {
+    uint32_t node, sap;
+    void *sock;
+};
+
+struct SeqState {
+    uint32_t node, sap, opcode, last;
+};
+
+struct Handle {
+    pthread_mutex_t mu = PTHREAD_MUTEX_INITIALIZER;
+    uint32_t id = 0, sap = 0;
+    int refs = 0;        // users between acquire and release (under g_mu)
+    bool closed = false; // removed from the table; the last user frees it
+    void *router = nullptr, *pub = nullptr, *sub = nullptr;
+    std::vector<Dealer> dealers;
+    std::vector<std::pair<uint32_t, uint32_t>> pub_seq;   // opcode -> last number sent
+    std::vector<std::pair<uint32_t, int>> subscribers;    // opcode -> subscriptions seen
+    std::vector<std::pair<uint32_t, uint32_t>> sub_to;    // (node, sap) publishers connected
+    std::vector<uint32_t> sub_opcodes;                    // opcodes subscribed
+    std::vector<SeqState> seen;                           // last notification per publisher and opcode
+    std::vector<uint32_t> abandoned;                      // tokens whose wait timed out
+    mts_msg *head = nullptr, *tail = nullptr;             // received, not yet handed out
+    uint32_t next_token = 1;
+    char paths[2][sizeof(sockaddr_un::sun_path)] = {};    // endpoints to remove at close
+};
+
+constexpr uint32_t kSlots = 1024;
+constexpr uint32_t kSlotBits = 11;
+
+constinit pthread_mutex_t g_mu = PTHREAD_MUTEX_INITIALIZER;
+constinit void *g_ctx = nullptr;
+constinit Handle *g_handles[kSlots] = {};
+constinit uint32_t g_generation = 0;
+constinit bool g_atfork_set = false;
+
+void atfork_prepare() { pthread_mutex_lock(&g_mu); }
+void atfork_parent() { pthread_mutex_unlock(&g_mu); }
+// The child has none of the parent's ZeroMQ threads: it forgets the parent's
+// context and handles (without touching them) and starts afresh.
+void atfork_child()
+{
+    g_ctx = nullptr;
+    std::memset(static_cast<void *>(g_handles), 0, sizeof g_handles);
+    pthread_mutex_init(&g_mu, nullptr);
+}
+
+// The ZeroMQ context, made at first use. Called under g_mu.
+void *context()
+{
+    if (!g_atfork_set) {
+        pthread_atfork(atfork_prepare, atfork_parent, atfork_child);
+        g_atfork_set = true;
+    }
+    if (g_ctx == nullptr)
+        g_ctx = zmq_ctx_new();
+    return g_ctx;
+}
+
+// Finds a handle and takes a reference to it; nullptr when there is none.
+Handle *acquire(uint32_t id)
+{
+    const uint32_t slot = (id & ((1u << kSlotBits) - 1)) - 1;
+    if (slot >= kSlots)
+        return nullptr;
+    pthread_mutex_lock(&g_mu);
+    Handle *h = g_handles[slot];
+    if (h != nullptr && h->id == id)
+        ++h->refs;
+    else
+        h = nullptr;
+    pthread_mutex_unlock(&g_mu);
+    return h;
+}
+
+void destroy(Handle *h)
+{
+    for (void *s : {h->router, h->pub, h->sub})
+        if (s != nullptr)
+            zmq_close(s);
+    for (Dealer &d : h->dealers)
+        zmq_close(d.sock);
+    for (const char *p : h->paths)
+        if (p[0] != '\0')
+            unlink(p);
+    while (mts_msg *m = h->head) {
+        h->head = m->next;
+        free_msg(m);
+    }
+    pthread_mutex_destroy(&h->mu);
+    delete h;
+}
+
+void release(Handle *h)
+{
+    pthread_mutex_lock(&g_mu);
+    const bool last = --h->refs == 0 && h->closed;
+    pthread_mutex_unlock(&g_mu);
+    if (last)
+        destroy(h);
+}
+
+// A reference and the handle's lock for one scope.
+class Use {
+public:
+    explicit Use(uint32_t id) : h_(acquire(id))
+    {
+        if (h_ != nullptr)
+            pthread_mutex_lock(&h_->mu);
+    }
+    ~Use()
+    {
+        if (h_ != nullptr) {
+            pthread_mutex_unlock(&h_->mu);
+            release(h_);
+        }
+    }
+    Use(const Use &) = delete;
+    Use &operator=(const Use &) = delete;
+    Handle *operator->() const { return h_; }
+    Handle *get() const { return h_; }
+    void unlock() { pthread_mutex_unlock(&h_->mu); }
+    void lock() { pthread_mutex_lock(&h_->mu); }
+
+private:
+    Handle *h_;
+};
+
+void set_int(void *s, int opt, int v) { zmq_setsockopt(s, opt, &v, sizeof v); }
+
+void *new_socket(int type)
+{
+    pthread_mutex_lock(&g_mu);
+    void *ctx = context();
+    pthread_mutex_unlock(&g_mu);
+    if (ctx == nullptr)
+        return nullptr;
+    void *s = zmq_socket(ctx, type);
+    if (s == nullptr)
+        return nullptr;
+    set_int(s, ZMQ_LINGER, static_cast<int>(std::min<uint32_t>(timeout_ms(), 0x7FFFFFFF)));
+    const int64_t max = VLAN_MGR_HOST_MTS_MAX_PAYLOAD;
+    zmq_setsockopt(s, ZMQ_MAXMSGSIZE, &max, sizeof max);
+    return s;
+}
+
+// Binds `s` at the SAP's local socket (refusing a SAP that a live process
+// serves, replacing a stale socket file), with mode 0660, and at its TCP port
+// when this node is in the node table.
+int32_t bind_endpoint(void *s, uint32_t sap, Ep ep, char *path_out)
+{
+    char path[sizeof(sockaddr_un::sun_path)];
+    if (!ipc_path(sap, ep, path, sizeof path))
+        return host::ERR_INVALID_ARG;
+    if (someone_listens(path))
+        return host::MTS_ERR_SAP_BUSY;
+    unlink(path);
+    char addr[sizeof path + 8];
+    std::snprintf(addr, sizeof addr, "ipc://%s", path);
+    if (zmq_bind(s, addr) != 0)
+        return host::MTS_ERR_IO;
+    std::memcpy(path_out, path, sizeof path);
+    chmod(path, 0660);
+    char name[256];
+    uint32_t base = 0;
+    const uint32_t node = own_node();
+    if (node != VLAN_MGR_HOST_MTS_LOCAL_NODE && node_lookup(node, name, sizeof name, &base)) {
+        const uint64_t port = base + 2ull * sap + (ep == Ep::notifications ? 1 : 0);
+        if (port > 65535)
+            return host::MTS_ERR_NO_NODE;
+        std::snprintf(addr, sizeof addr, "tcp://*:%u", static_cast<unsigned>(port));
+        if (zmq_bind(s, addr) != 0)
+            return host::MTS_ERR_IO;
+    }
+    return 0;
+}
+
+// Sends frames with a bounded wait for room; the first part decides, the rest
+// of a multipart message always follows at once.
+int32_t send_frames(void *s, const void *const *parts, const size_t *lens, int count)
+{
+    const uint64_t deadline = now_ms() + timeout_ms();
+    for (int i = 0; i < count; ++i) {
+        const int flags = ZMQ_DONTWAIT | (i + 1 < count ? ZMQ_SNDMORE : 0);
+        while (zmq_send(s, parts[i], lens[i], flags) < 0) {
+            if (errno == EHOSTUNREACH)
+                return host::MTS_ERR_PEER_GONE;
+            if (errno != EAGAIN && errno != EINTR)
+                return host::MTS_ERR_IO;
+            const uint64_t now = now_ms();
+            if (now >= deadline)
+                return host::MTS_ERR_TIMEOUT;
+            zmq_pollitem_t item{s, 0, ZMQ_POLLOUT, 0};
+            zmq_poll(&item, 1, static_cast<long>(std::min<uint64_t>(deadline - now, 100)));
+        }
+    }
+    return 0;
+}
+
+// The DEALER to (node, sap), connected at first use. A local SAP that nobody
+// serves is refused at once.
+int32_t dealer_for(Handle *h, uint32_t node, uint32_t sap, void **out)
+{
+    if (is_local(node))
+        node = VLAN_MGR_HOST_MTS_LOCAL_NODE;
+    for (Dealer &d : h->dealers)
+        if (d.node == node && d.sap == sap) {
+            *out = d.sock;
+            return 0;
+        }
+    char addr[512];
+    bool local_path = false;
+    int32_t rc = endpoint(node, sap, Ep::requests, addr, sizeof addr, &local_path);
+    if (rc != 0)
+        return rc;
+    if (local_path && !someone_listens(addr + 6))
+        return host::MTS_ERR_NO_SERVER;
+    void *s = new_socket(ZMQ_DEALER);
+    if (s == nullptr)
+        return host::MTS_ERR_IO;
+    if (zmq_connect(s, addr) != 0) {
+        zmq_close(s);
+        return host::MTS_ERR_IO;
+    }
+    h->dealers.push_back({node, sap, s});
+    *out = s;
+    return 0;
+}
+
+// Reads one whole message from `s`: [routing id] header payload, or
+// topic header payload for a SUB socket. nullptr when nothing was waiting or
+// the message was malformed (then it is dropped).
+enum class From { router, dealer, sub };
+
+mts_msg *read_message(Handle *h, void *s, From from)
+{
+    zmq_msg_t frames[4];
+    int n = 0;
+    bool ok = true;
+    for (;;) {
+        zmq_msg_t part;
+        zmq_msg_init(&part);
+        if (zmq_msg_recv(&part, s, ZMQ_DONTWAIT) < 0) {
+            zmq_msg_close(&part);
+            break;
+        }
+        const bool more = zmq_msg_more(&part) != 0;
+        if (n < 4) {
+            zmq_msg_init(&frames[n]);
+            zmq_msg_move(&frames[n++], &part);
+        } else {
+            ok = false;
+        }
+        zmq_msg_close(&part);
+        if (!more)
+            break;
+    }
+    const int want = from == From::dealer ? 2 : 3;
+    mts_msg *m = nullptr;
+    if (ok && n == want && (m = new_msg()) != nullptr) {
+        const int hdr = want - 2;
+        if (!decode_header(static_cast<const uint8_t *>(zmq_msg_data(&frames[hdr])), zmq_msg_size(&frames[hdr]), *m) ||
+            (from == From::router && (zmq_msg_size(&frames[0]) > sizeof m->rid ||
+                                      (m->kind != VLAN_MGR_HOST_MTS_REQUEST && m->kind != VLAN_MGR_HOST_MTS_DATAGRAM))) ||
+            (from == From::dealer && m->kind != VLAN_MGR_HOST_MTS_REPLY) ||
+            (from == From::sub && m->kind != VLAN_MGR_HOST_MTS_NOTIFICATION)) {
+            free_msg(m);
+            m = nullptr;
+        } else {
+            if (from == From::router) {
+                m->rid_len = static_cast<uint8_t>(zmq_msg_size(&frames[0]));
+                std::memcpy(m->rid, zmq_msg_data(&frames[0]), m->rid_len);
+            }
+            zmq_msg_move(&m->payload, &frames[want - 1]);
+            m->has_payload = true;
+            m->handle = h->id;
+        }
+    }
+    for (int i = 0; i < n; ++i)
+        zmq_msg_close(&frames[i]);
+    return m;
+}
+
+void push_back(Handle *h, mts_msg *m)
+{
+    m->next = nullptr;
+    if (h->tail != nullptr)
+        h->tail->next = m;
+    else
+        h->head = m;
+    h->tail = m;
+}
+
+void push_front(Handle *h, mts_msg *m)
+{
+    m->next = h->head;
+    h->head = m;
+    if (h->tail == nullptr)
+        h->tail = m;
+}
+
+mts_msg *pop_front(Handle *h)
+{
+    mts_msg *m = h->head;
+    if (m != nullptr) {
+        h->head = m->next;
+        if (h->head == nullptr)
+            h->tail = nullptr;
+        m->next = nullptr;
+    }
+    return m;
+}
+
+// Takes the reply with `token` out of the queue.
+mts_msg *take_reply(Handle *h, uint32_t token)
+{
+    mts_msg *prev = nullptr;
+    for (mts_msg *m = h->head; m != nullptr; prev = m, m = m->next)
+        if (m->kind == VLAN_MGR_HOST_MTS_REPLY && m->token == token) {
+            (prev != nullptr ? prev->next : h->head) = m->next;
+            if (h->tail == m)
+                h->tail = prev;
+            m->next = nullptr;
+            return m;
+        }
+    return nullptr;
+}
+
+// A reply that nobody waits for any more is dropped on arrival.
+bool abandoned(Handle *h, const mts_msg *m)
+{
+    if (m->kind != VLAN_MGR_HOST_MTS_REPLY)
+        return false;
+    auto it = std::find(h->abandoned.begin(), h->abandoned.end(), m->token);
+    if (it == h->abandoned.end())
+        return false;
+    h->abandoned.erase(it);
+    return true;
+}
+
+// True when notifications of this publisher and opcode were lost before `m`;
+// otherwise records `m` as the last one delivered.
+bool notifications_lost(Handle *h, const mts_msg *m)
+{
+    for (SeqState &s : h->seen)
+        if (s.node == m->src_node && s.sap == m->src_sap && s.opcode == m->opcode) {
+            // A publisher that started again counts from 1.
+            const bool lost = m->seq != s.last + 1 && m->seq != 1;
+            // After a loss `m` itself is delivered next, as the one that follows.
+            s.last = lost ? m->seq - 1 : m->seq;
+            return lost;
+        }
+    h->seen.push_back({m->src_node, m->src_sap, m->opcode, m->seq});
+    return false;
+}
+
+// Waits up to `wait_ms` (-1: for ever) for any socket of the handle (only its
+// DEALERs when `replies_only`) to become readable; reads one message from
+// each readable socket into the queue. The handle's lock is released while
+// waiting, in slices, so that other threads can use the handle meanwhile.
+void wait_and_read(Use &u, bool replies_only, long wait_ms)
+{
+    Handle *h = u.get();
+    std::vector<zmq_pollitem_t> items;
+    std::vector<From> from;
+    if (!replies_only) {
+        if (h->router != nullptr) {
+            items.push_back({h->router, 0, ZMQ_POLLIN, 0});
+            from.push_back(From::router);
+        }
+        if (h->sub != nullptr) {
+            items.push_back({h->sub, 0, ZMQ_POLLIN, 0});
+            from.push_back(From::sub);
+        }
+    }
+    for (Dealer &d : h->dealers) {
+        items.push_back({d.sock, 0, ZMQ_POLLIN, 0});
+        from.push_back(From::dealer);
+    }
+    if (items.empty()) {
+        u.unlock();
+        poll(nullptr, 0, static_cast<int>(wait_ms < 0 || wait_ms > 50 ? 50 : wait_ms));
+        u.lock();
+        return;
+    }
+    // ZeroMQ sockets are used under the lock only; poll in short slices.
+    const long slice = wait_ms < 0 || wait_ms > 50 ? 50 : wait_ms;
+    int ready = zmq_poll(items.data(), static_cast<int>(items.size()), 0);
+    if (ready == 0 && slice > 0)
+        ready = zmq_poll(items.data(), static_cast<int>(items.size()), slice);
+    if (ready <= 0) {
+        // Between slices, other threads waiting for the handle get their turn.
+        u.unlock();
+        sched_yield();
+        u.lock();
+        return;
+    }
+    for (size_t i = 0; i < items.size(); ++i) {
+        if ((items[i].revents & ZMQ_POLLIN) == 0)
+            continue;
+        mts_msg *m = read_message(h, items[i].socket, from[i]);
+        if (m == nullptr)
+            continue;
+        if (abandoned(h, m))
+            free_msg(m);
+        else
+            push_back(h, m);
+    }
+}
+
+int32_t receive(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts_t *opts, uint32_t limit_ms)
+{
+    if (msg_out == nullptr)
+        return host::ERR_INVALID_ARG;
+    msg_out->msg = nullptr;
+    Use u(mts_handle);
+    if (u.get() == nullptr)
+        return host::MTS_ERR_BAD_HANDLE;
+    Handle *h = u.get();
+    const bool by_token = opts != nullptr && opts->word[0] == 1;
+    uint32_t wait = limit_ms;
+    if (by_token)
+        wait = std::min(wait, timeout_ms());
+    const uint64_t deadline = wait == VLAN_MGR_HOST_MTS_WAIT_FOREVER ? UINT64_MAX : now_ms() + wait;
+    bool polled = false;
+    for (;;) {
+        if (__atomic_load_n(&h->closed, __ATOMIC_ACQUIRE))
+            return host::MTS_ERR_BAD_HANDLE; // closed by another thread meanwhile
+        mts_msg *m = by_token ? take_reply(h, opts->word[3]) : pop_front(h);
+        if (m != nullptr) {
+            if (m->kind == VLAN_MGR_HOST_MTS_NOTIFICATION && notifications_lost(h, m)) {
+                // Told once; the message that showed the gap comes next.
+                push_front(h, m);
+                return host::MTS_ERR_NOTIF_LOST;
+            }
+            msg_out->msg = m;
+            return 0;
+        }
+        const uint64_t now = now_ms();
+        if (now >= deadline && polled) {
+            if (by_token) {
+                h->abandoned.push_back(opts->word[3]);
+                if (h->abandoned.size() > 256)
+                    h->abandoned.erase(h->abandoned.begin());
+            }
+            return host::MTS_ERR_TIMEOUT;
+        }
+        // The sockets are looked at at least once, even with no time left.
+        wait_and_read(u, by_token,
+                      deadline == UINT64_MAX ? -1 : now >= deadline ? 0 : static_cast<long>(deadline - now));
+        polled = true;
+    }
+}
+
+// Drains the subscription messages that reached a publisher.
+void count_subscriptions(Handle *h)
+{
+    uint8_t buf[16];
+    for (;;) {
+        int n = zmq_recv(h->pub, buf, sizeof buf, ZMQ_DONTWAIT);
+        if (n < 0)
+            break;
+        if (n != 5 || (buf[0] != 0 && buf[0] != 1))
+            continue;
+        const uint32_t opcode = get32(buf + 1);
+        auto it = std::find_if(h->subscribers.begin(), h->subscribers.end(),
+                               [opcode](const auto &p) { return p.first == opcode; });
+        if (it == h->subscribers.end()) {
+            h->subscribers.push_back({opcode, 0});
+            it = h->subscribers.end() - 1;
+        }
+        it->second += buf[0] == 1 ? 1 : -1;
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+// ---- Host API -------------------------------------------------------------------
+
+int32_t vlan_mgr_host_mts_open(uint32_t sap, uint32_t *mts_handle)
+{
+    if (mts_handle == nullptr)
+        return host::ERR_INVALID_ARG;
+    *mts_handle = 0;
+    Handle *h = new (std::nothrow) Handle;
+    if (h == nullptr)
+        return host::ERR_NO_MEMORY;
+    h->sap = sap;
+    int32_t rc = 0;
+    if (sap != 0) {
+        const char *dir = run_dir();
+        if (mkdir(dir, 0770) == 0)
+            chmod(dir, 0770);
+        else if (errno != EEXIST)
+            rc = host::MTS_ERR_IO;
+        if (rc == 0) {
+            h->router = new_socket(ZMQ_ROUTER);
+            h->pub = new_socket(ZMQ_XPUB);
+            if (h->router == nullptr || h->pub == nullptr)
+                rc = host::MTS_ERR_IO;
+        }
+        if (rc == 0) {
+            set_int(h->router, ZMQ_ROUTER_MANDATORY, 1);
+            set_int(h->pub, ZMQ_XPUB_VERBOSER, 1);
+            set_int(h->pub, ZMQ_SNDHWM,
+                    static_cast<int>(std::min<uint32_t>(
+                        env_u32(host::ENV_MTS_NOTIF_QUEUE, host::DEFAULT_MTS_NOTIF_QUEUE, 1), 0x7FFFFFFF)));
+            rc = bind_endpoint(h->router, sap, Ep::requests, h->paths[0]);
+        }
+        if (rc == 0)
+            rc = bind_endpoint(h->pub, sap, Ep::notifications, h->paths[1]);
+    }
+    pthread_mutex_lock(&g_mu);
+    uint32_t slot = kSlots;
+    if (rc == 0) {
+        for (uint32_t i = 0; i < kSlots; ++i)
+            if (g_handles[i] == nullptr) {
+                slot = i;
+                break;
+            }
+        if (slot == kSlots)
+            rc = host::ERR_BUSY;
+    }
+    if (rc == 0) {
+        g_generation = (g_generation + 1) & ((1u << (32 - kSlotBits)) - 1);
+        h->id = (g_generation << kSlotBits) | (slot + 1);
+        g_handles[slot] = h;
+        *mts_handle = h->id;
+    }
+    pthread_mutex_unlock(&g_mu);
+    if (rc != 0) {
+        // A SAP that another process serves keeps its endpoints.
+        if (rc == host::MTS_ERR_SAP_BUSY)
+            h->paths[0][0] = h->paths[1][0] = '\0';
+        destroy(h);
+    }
+    return rc;
+}
+
+int32_t vlan_mgr_host_mts_close(uint32_t mts_handle)
+{
+    Handle *h = acquire(mts_handle);
+    if (h == nullptr)
+        return host::MTS_ERR_BAD_HANDLE;
+    pthread_mutex_lock(&g_mu);
+    const uint32_t slot = (mts_handle & ((1u << kSlotBits) - 1)) - 1;
+    if (g_handles[slot] == h)
+        g_handles[slot] = nullptr;
+    __atomic_store_n(&h->closed, true, __ATOMIC_RELEASE);
+    pthread_mutex_unlock(&g_mu);
+    release(h);
+    return 0;
+}
+
+int32_t vlan_mgr_host_mts_subscribe(uint32_t mts_handle, uint32_t node, uint32_t sap, uint32_t opcode)
+{
+    Use u(mts_handle);
+    if (u.get() == nullptr)
+        return host::MTS_ERR_BAD_HANDLE;
+    Handle *h = u.get();
+    if (h->sub == nullptr) {
+        h->sub = new_socket(ZMQ_SUB);
+        if (h->sub == nullptr)
+            return host::MTS_ERR_IO;
+        set_int(h->sub, ZMQ_RCVHWM,
+                static_cast<int>(std::min<uint32_t>(
+                    env_u32(host::ENV_MTS_NOTIF_QUEUE, host::DEFAULT_MTS_NOTIF_QUEUE, 1), 0x7FFFFFFF)));
+    }
+    if (is_local(node))
+        node = VLAN_MGR_HOST_MTS_LOCAL_NODE;
+    const std::pair<uint32_t, uint32_t> pub{node, sap};
+    if (std::find(h->sub_to.begin(), h->sub_to.end(), pub) == h->sub_to.end()) {
+        char addr[512];
+        bool local_path = false;
+        int32_t rc = endpoint(node, sap, Ep::notifications, addr, sizeof addr, &local_path);
+        if (rc != 0)
+            return rc;
+        if (zmq_connect(h->sub, addr) != 0)
+            return host::MTS_ERR_IO;
+        h->sub_to.push_back(pub);
+    }
+    if (std::find(h->sub_opcodes.begin(), h->sub_opcodes.end(), opcode) == h->sub_opcodes.end()) {
+        uint8_t topic[4];
+        put32(topic, opcode);
+        if (zmq_setsockopt(h->sub, ZMQ_SUBSCRIBE, topic, sizeof topic) != 0)
+            return host::MTS_ERR_IO;
+        h->sub_opcodes.push_back(opcode);
+    }
+    return 0;
+}
+
+int32_t vlan_mgr_host_mts_notify(uint32_t mts_handle, uint32_t opcode, const void *payload, uint32_t payload_len)
+{
+    if (payload == nullptr && payload_len != 0)
+        return host::ERR_INVALID_ARG;
+    if (payload_len > VLAN_MGR_HOST_MTS_MAX_PAYLOAD)
+        return host::MTS_ERR_TOO_BIG;
+    Use u(mts_handle);
+    if (u.get() == nullptr)
+        return host::MTS_ERR_BAD_HANDLE;
+    Handle *h = u.get();
+    if (h->pub == nullptr)
+        return host::ERR_INVALID_ARG;
+    count_subscriptions(h);
+    auto it = std::find_if(h->pub_seq.begin(), h->pub_seq.end(), [opcode](const auto &p) { return p.first == opcode; });
+    if (it == h->pub_seq.end()) {
+        h->pub_seq.push_back({opcode, 0});
+        it = h->pub_seq.end() - 1;
+    }
+    mts_msg m{};
+    m.kind = VLAN_MGR_HOST_MTS_NOTIFICATION;
+    m.src_node = own_node();
+    m.src_sap = h->sap;
+    m.opcode = opcode;
+    m.seq = ++it->second;
+    uint8_t topic[4], header[kHeaderSize];
+    put32(topic, opcode);
+    encode_header(header, m);
+    const void *parts[] = {topic, header, payload};
+    const size_t lens[] = {sizeof topic, sizeof header, payload_len};
+    // A subscriber whose queue is full misses the message; the publisher never waits.
+    return send_frames(h->pub, parts, lens, 3);
+}
+
+int32_t vlan_mgr_host_mts_wait_subscribers(uint32_t mts_handle, uint32_t opcode, uint32_t count, uint32_t timeout)
+{
+    Use u(mts_handle);
+    if (u.get() == nullptr)
+        return host::MTS_ERR_BAD_HANDLE;
+    Handle *h = u.get();
+    if (h->pub == nullptr)
+        return host::ERR_INVALID_ARG;
+    const uint64_t deadline = now_ms() + timeout;
+    for (;;) {
+        count_subscriptions(h);
+        for (const auto &p : h->subscribers)
+            if (p.first == opcode && p.second >= static_cast<int>(count))
+                return 0;
+        if (count == 0)
+            return 0;
+        const uint64_t now = now_ms();
+        if (now >= deadline)
+            return host::MTS_ERR_TIMEOUT;
+        zmq_pollitem_t item{h->pub, 0, ZMQ_POLLIN, 0};
+        zmq_poll(&item, 1, static_cast<long>(std::min<uint64_t>(deadline - now, 50)));
+    }
+}
+
+int32_t vlan_mgr_host_mts_recv_timed(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts_t *opts,
+                                     uint32_t timeout)
+{
+    return receive(mts_handle, msg_out, opts, timeout);
+}
+
+int32_t vlan_mgr_host_mts_msg_info(const mts_msg_hdl_t *msg, vlan_mgr_host_mts_info_t *info)
+{
+    if (msg == nullptr || msg->msg == nullptr || info == nullptr)
+        return host::ERR_INVALID_ARG;
+    const mts_msg &m = *msg->msg;
+    *info = {m.kind, m.src_node, m.src_sap, m.dest_sap, m.opcode, m.token, m.seq};
+    return 0;
+}
+
+void vlan_mgr_host_mts_shutdown(void)
+{
+    for (uint32_t i = 0; i < kSlots; ++i) {
+        pthread_mutex_lock(&g_mu);
+        Handle *h = g_handles[i];
+        pthread_mutex_unlock(&g_mu);
+        if (h != nullptr)
+            vlan_mgr_host_mts_close(h->id);
+    }
+    pthread_mutex_lock(&g_mu);
+    void *ctx = g_ctx;
+    g_ctx = nullptr;
+    pthread_mutex_unlock(&g_mu);
+    if (ctx != nullptr)
+        zmq_ctx_term(ctx); // waits for queued messages, up to each socket's linger
+}
+
+// ---- Platform interface -----------------------------------------------------------
+
+uint32_t mts_opc_get(const mts_msg_hdl_t *msg)
+{
+    return msg != nullptr && msg->msg != nullptr ? msg->msg->opcode : 0;
+}
+
+void *mts_payload_get(const mts_msg_hdl_t *msg)
+{
+    if (msg == nullptr || msg->msg == nullptr || !msg->msg->has_payload)
+        return nullptr;
+    return zmq_msg_data(&msg->msg->payload);
+}
+
+uint32_t mts_payload_size(const mts_msg_hdl_t *msg)
+{
+    if (msg == nullptr || msg->msg == nullptr || !msg->msg->has_payload)
+        return 0;
+    return static_cast<uint32_t>(zmq_msg_size(&msg->msg->payload));
+}
+
+uint32_t mts_rr_token_get(const mts_msg_hdl_t *msg)
+{
+    return msg != nullptr && msg->msg != nullptr ? msg->msg->token : 0;
+}
+
+int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uint32_t opcode, void *payload,
+                 uint32_t payload_len, mts_msg_hdl_t *msg_out, const mts_msg_hdl_t *request, const mts_addr_t *addr)
+{
+    if (payload == nullptr && payload_len != 0)
+        return host::ERR_INVALID_ARG;
+    if (payload_len > VLAN_MGR_HOST_MTS_MAX_PAYLOAD)
+        return host::MTS_ERR_TOO_BIG;
+    if (request != nullptr && (request->msg == nullptr || request->msg->kind != VLAN_MGR_HOST_MTS_REQUEST))
+        return host::ERR_INVALID_ARG;
+    // A reply leaves through the handle that received the request.
+    Use u(request != nullptr ? request->msg->handle : mts_handle);
+    if (u.get() == nullptr)
+        return request != nullptr ? host::MTS_ERR_PEER_GONE : host::MTS_ERR_BAD_HANDLE;
+    Handle *h = u.get();
+
+    mts_msg m{};
+    m.src_node = own_node();
+    m.src_sap = h->sap;
+    void *sock = nullptr;
+    if (request != nullptr) {
+        m.kind = VLAN_MGR_HOST_MTS_REPLY;
+        m.dest_sap = request->msg->src_sap;
+        m.opcode = request->msg->opcode;
+        m.token = request->msg->token;
+        sock = h->router;
+    } else {
+        m.kind = addr != nullptr && addr->word[0] == 1 ? VLAN_MGR_HOST_MTS_REQUEST : VLAN_MGR_HOST_MTS_DATAGRAM;
+        m.dest_sap = dest_sap;
+        m.opcode = opcode;
+        int32_t rc = dealer_for(h, dest_node, dest_sap, &sock);
+        if (rc != 0)
+            return rc;
+        m.token = h->next_token++;
+        if (h->next_token == 0)
+            h->next_token = 1;
+    }
+    mts_msg *sent = nullptr;
+    if (msg_out != nullptr) {
+        sent = new_msg();
+        if (sent == nullptr)
+            return host::ERR_NO_MEMORY;
+        sent->kind = m.kind;
+        sent->src_node = m.src_node;
+        sent->src_sap = m.src_sap;
+        sent->dest_sap = m.dest_sap;
+        sent->opcode = m.opcode;
+        sent->token = m.token;
+    }
+    uint8_t header[kHeaderSize];
+    encode_header(header, m);
+    int32_t rc;
+    if (request != nullptr) {
+        const void *parts[] = {request->msg->rid, header, payload};
+        const size_t lens[] = {request->msg->rid_len, sizeof header, payload_len};
+        rc = send_frames(sock, parts, lens, 3);
+    } else {
+        const void *parts[] = {header, payload};
+        const size_t lens[] = {sizeof header, payload_len};
+        rc = send_frames(sock, parts, lens, 2);
+    }
+    if (rc != 0) {
+        free_msg(sent);
+        return rc;
+    }
+    if (msg_out != nullptr)
+        msg_out->msg = sent;
+    return 0;
+}
+
+int32_t mts_recv(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts_t *opts)
+{
+    return receive(mts_handle, msg_out, opts, VLAN_MGR_HOST_MTS_WAIT_FOREVER);
+}
+
+int32_t mts_drop(uint32_t, mts_msg_hdl_t *msg)
+{
+    if (msg == nullptr || msg->msg == nullptr)
+        return host::ERR_INVALID_ARG;
+    free_msg(msg->msg);
+    msg->msg = nullptr;
+    return 0;
+}
+
+} // extern "C"
