@@ -321,7 +321,8 @@ TEST(TrunkingUpdateBuild, FourThousandPortsWithFullBitmaps)
         push_be16(want, static_cast<uint16_t>(1 + i % 5));
         push_be32(want, 1 + i % 4094);
         push_be16(want, static_cast<uint16_t>(i));
-        want = cat({want, kLen512, Bytes(512, 0xFF)});
+        want.insert(want.end(), kLen512.begin(), kLen512.end());
+        want.insert(want.end(), 512, 0xFF);
         push_be32(want, kIfx + i);
     }
     EXPECT_EQ(got, want);
@@ -529,7 +530,8 @@ TEST(PortVlanMembInfoBuild, FourThousandRecordsWithFullBitmaps)
         push_be32(want, 1 + i % 4094);
         push_be16(want, 5);
         push_be32(want, 4094 - i % 4094);
-        want = cat({want, kLen512, Bytes(512, 0xFF)});
+        want.insert(want.end(), kLen512.begin(), kLen512.end());
+        want.insert(want.end(), 512, 0xFF);
     }
     EXPECT_EQ(take(p, len), want);
 }

@@ -581,9 +581,11 @@ TEST(PortTrunkingRoundTrip, FullBitmapsOfFourThousandPorts)
     const Bytes req = take(p, len);
     Bytes reply = cat({be32(0), be32(kPorts)});
     const Bytes all(512, 0xFF);
-    for (uint32_t i = 0; i < kPorts; ++i)
-        reply = cat({reply, trunk_entry(Bytes(req.begin() + 4 + 4 * i, req.begin() + 8 + 4 * i), i, all,
-                                        bits_of({i}), 4094)});
+    for (uint32_t i = 0; i < kPorts; ++i) {
+        const Bytes e = trunk_entry(Bytes(req.begin() + 4 + 4 * i, req.begin() + 8 + 4 * i), i, all, bits_of({i}),
+                                    4094);
+        reply.insert(reply.end(), e.begin(), e.end());
+    }
     void *r = nullptr;
     uint32_t count = 0;
     ASSERT_EQ(vlan_get_port_trunking_memb_parse_reply(&r, &count, reply.data(), static_cast<uint32_t>(reply.size())),
