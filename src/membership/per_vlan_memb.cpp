@@ -20,14 +20,13 @@ constexpr size_t kGroupHead = 10; // VDC id, VLAN id, port count
 
 } // namespace
 
-// Every key is checked before anything is allocated: its VDC id against the
-// local one (key 0) or key 0's (every later key, the same value once key 0
-// passed), then its VLAN id.
-uint32_t get_per_vlan_memb_info_build_mts(const vdc_vlan_id_t *keys, uint32_t count, void **payload,
-                                          uint32_t *payload_len)
+namespace {
+
+// Reports the first key that fails, in order: its VDC id against the local
+// one (key 0) or key 0's (every later key, the same value once key 0 passed),
+// then its VLAN id. Returns 0 when every key passes.
+uint32_t report_first_bad_key(const vdc_vlan_id_t *keys, uint32_t count)
 {
-    if (keys == nullptr || count == 0)
-        return VLAN_MGR_ERR_INVALID_ARG;
     for (uint32_t i = 0; i < count; ++i) {
         const uint16_t vdc_id = keys[i].vdc_id;
         const uint32_t vlan_id = keys[i].vlan_id;
@@ -47,6 +46,30 @@ uint32_t get_per_vlan_memb_info_build_mts(const vdc_vlan_id_t *keys, uint32_t co
                                   [&] {
                                       return std::make_tuple(static_cast<int>(getpid()), static_cast<int>(vlan_id));
                                   });
+    }
+    return VLAN_MGR_OK;
+}
+
+} // namespace
+
+// Every key is checked before anything is allocated. The common case (all
+// keys good) is one pass without branches; only a list with a bad key walks
+// again, in order, to report the first one.
+uint32_t get_per_vlan_memb_info_build_mts(const vdc_vlan_id_t *keys, uint32_t count, void **payload,
+                                          uint32_t *payload_len)
+{
+    if (keys == nullptr || count == 0)
+        return VLAN_MGR_ERR_INVALID_ARG;
+    const uint16_t local = vlan_mgr_local_vdc_get();
+    // The keys are read as bytes: VDC id then VLAN id, in host order.
+    const auto *k = reinterpret_cast<const uint8_t *>(keys);
+    for (uint32_t i = 0; i < count; ++i, k += sizeof(vdc_vlan_id_t)) {
+        uint16_t vdc_id;
+        uint32_t vlan_id;
+        std::memcpy(&vdc_id, k, 2);
+        std::memcpy(&vlan_id, k + 2, 4);
+        if (__builtin_expect(vdc_id != local || vlan_id - kMinVlan > kMaxVlan - kMinVlan, 0))
+            return report_first_bad_key(keys, count);
     }
     size_t size = 0;
     uint8_t *p = alloc_counted_payload(payload, payload_len, count, kKeyEntry, 4, &size);
