@@ -11,6 +11,7 @@
 
 #include <vlan_mgr/bd_db.h>
 
+#include "bd_db/bd_cache.h"
 #include "sdb_test_util.h"
 #include "vlan_mgr_host_sdb.h"
 
