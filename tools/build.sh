@@ -16,7 +16,13 @@ case $kind in
   i386) flags="-m32"
     # The host platform's libraries for i386 come from a private copy.
     bash "$src/tools/deps_i386.sh" "$src/build/i386-deps"
-    export PKG_CONFIG_LIBDIR=$src/build/i386-deps/pkgconfig ;;
+    export PKG_CONFIG_LIBDIR=$src/build/i386-deps/pkgconfig
+    # qemu's user-mode emulator keeps no robust-futex list, so a database
+    # lock held by a killed publisher is never handed back there; that one
+    # test runs in the native builds only.
+    if [ -e /proc/sys/fs/binfmt_misc/qemu-i386 ]; then
+      export GTEST_FILTER=-SdbPub.APublisherKilledInTheMiddleOfABatchLeavesTheLastCommittedState
+    fi ;;
   *) echo "unknown build: $kind" >&2; exit 2 ;;
 esac
 cmake -S "$src" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=$type -DVLAN_MGR_WERROR=ON \

@@ -6,8 +6,8 @@
 # The packages are unpacked rather than installed because Debian's mirrors do
 # not always carry the same version of every shared library for amd64 and
 # i386 at once, and a multi-arch install then wants to replace system
-# packages. The libraries land in DIR/lib, pkg-config files in DIR/pkgconfig
-# (with an rpath, so that programs linked against them run as they are).
+# packages. The libraries land in DIR/lib, registered with the dynamic
+# linker, and pkg-config files in DIR/pkgconfig.
 set -euo pipefail
 dir=${1:?directory}
 pkgs="libzmq5 libzmq3-dev libsodium23 libpgm-5.3-0 libnorm1 libgssapi-krb5-2 libkrb5-3 libk5crypto3
@@ -33,7 +33,17 @@ if ! "$probe/t" 2>/dev/null; then
   "$probe/t" || { echo "this machine cannot run 32-bit programs" >&2; exit 1; }
 fi
 
-[ -f "$dir/done" ] && exit 0
+# The dynamic linker finds the copies for every program, libzmq's own
+# dependencies included (an executable's runpath does not reach those).
+register() {
+  echo "$(cd "$dir/lib" && pwd)" > /etc/ld.so.conf.d/vlan_mgr-i386.conf
+  ldconfig
+}
+
+if [ -f "$dir/done" ]; then
+  register
+  exit 0
+fi
 if ! dpkg --print-foreign-architectures | grep -qx i386; then
   dpkg --add-architecture i386
   apt-get update -qq || true
@@ -60,4 +70,5 @@ Version: 0.9.24
 Libs: -L$dir/lib -Wl,-rpath,$dir/lib -llmdb
 Cflags: -I$inc
 PC
+register
 touch "$dir/done"

@@ -163,6 +163,10 @@ const LoadFailure kLoadFailures[] = {
     {19, "vlan_mgr_bd_sdb_uri malloc failed", 46},
 };
 
+// Where 32-bit programs run under qemu's user-mode emulator, the emulator
+// adds one line of its own to the stderr of a process killed by SIGABRT.
+#define QEMU_ABORT_LINE "(qemu: [^\n]*\n)?"
+
 TEST(BdDbLoadDeathTest, EveryAllocationFailureIsReportedAndAborts)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
@@ -172,7 +176,7 @@ TEST(BdDbLoadDeathTest, EveryAllocationFailureIsReportedAndAborts)
         const std::string expected = "^history 7536640 102 " + std::to_string(f.history_length) + " \\[" +
                                      regex_quote(text) + "\\]\ndebug \\[" + regex_quote(text) +
                                      "\\]\nsyslog 6 \\[" + regex_quote(std::string("<<%VLAN_MGR-6-INFO_MSG>> ") + f.text) +
-                                     "\\]\npublisher_init 0\nend\n$";
+                                     "\\]\npublisher_init 0\nend\n" QEMU_ABORT_LINE "$";
         EXPECT_EXIT(load_with_alloc_failure(f.nth, 7, 0, 0), ::testing::KilledBySignal(SIGABRT), expected);
     }
 }
@@ -182,13 +186,13 @@ TEST(BdDbLoadDeathTest, AllocationFailureAbortsAlsoWhenSyslogHoldsTheMessageBack
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(load_with_alloc_failure(7, 2, 1, 0), ::testing::KilledBySignal(SIGABRT),
                 "^history 7536640 102 38 \\[vlan_mgropened_flag malloc failed\\]\n"
-                "debug \\[vlan_mgropened_flag malloc failed\\]\npublisher_init 0\nend\n$");
+                "debug \\[vlan_mgropened_flag malloc failed\\]\npublisher_init 0\nend\n" QEMU_ABORT_LINE "$");
 }
 
 TEST(BdDbLoadDeathTest, PublisherInitFailureAbortsWithoutAReport)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(load_with_alloc_failure(0, 7, 0, 5), ::testing::KilledBySignal(SIGABRT), "^publisher_init 1\nend\n$");
+    EXPECT_EXIT(load_with_alloc_failure(0, 7, 0, 5), ::testing::KilledBySignal(SIGABRT), "^publisher_init 1\nend\n" QEMU_ABORT_LINE "$");
 }
 
 TEST(BdDbLoadDeathTest, LoadWithoutFailureCompletes)
