@@ -7,7 +7,11 @@
 //                    a redis-server that the benchmark starts (no TCP port)
 //                    and stops; skipped when redis-server or hiredis is missing
 // and a 99-key sdb_mfetch (the library's batch) against 99 gets in one LMDB
-// transaction.
+// transaction. Through the library itself, on VDC 5's BD database file
+// (/dev/shm/5/vlan_mgr_bd_sdb, made for the run and removed after it):
+//   BM_vlan_get_bd_miss      vlan_get_bd with the cache off: one database read
+//   BM_multi_vlan_type_4094  vlan_mgr_sdb_get_multi_vlan_type over VLANs
+//                            1..4094, against 4094 LMDB gets in one transaction
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -26,6 +30,8 @@
 #include <hiredis/hiredis.h>
 #endif
 
+#include <vlan_mgr/bd_db.h>
+
 #include "ratio.h"
 #include "vlan_mgr_host_sdb.h"
 #include "vlan_mgr_platform.h"
@@ -35,9 +41,9 @@ namespace {
 constexpr uint32_t kVlans = 4094;
 constexpr uint32_t kBatch = 99;
 
-void bd_key(uint32_t vlan, uint8_t out[4])
+void bd_key(uint32_t vlan, uint8_t out[4], uint8_t vdc = 1)
 {
-    out[0] = 0x01; // VDC 1
+    out[0] = vdc;
     out[1] = static_cast<uint8_t>(vlan >> 16);
     out[2] = static_cast<uint8_t>(vlan >> 8);
     out[3] = static_cast<uint8_t>(vlan);
@@ -54,7 +60,13 @@ void bd_record(uint32_t vlan, uint8_t out[18])
     out[9] = 1;
 }
 
+// The library's own database of VDC 5.
+constexpr uint16_t kLibVdc = 5;
+constexpr char kLibDir[] = "/dev/shm/5";
+constexpr char kLibFile[] = "/dev/shm/5/vlan_mgr_bd_sdb";
+
 struct Fixture {
+    bool lib_ok = false;
     std::string dir;
     std::string uri;
     bool ok = false;
@@ -84,18 +96,20 @@ struct Fixture {
             mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn) != 0 || mdb_dbi_open(txn, nullptr, 0, &dbi) != 0)
             return;
         mdb_txn_reset(txn);
+        mkdir(kLibDir, 0755);
+        lib_ok = publish(std::string("volatile:") + kLibFile, kLibVdc);
         start_redis();
         ok = true;
     }
 
-    static bool publish(const std::string &u)
+    static bool publish(const std::string &u, uint8_t vdc = 1)
     {
         sdb_pub_t *pub = nullptr;
         if (sdb_pub_open(u.c_str(), &pub) != 0)
             return false;
         for (uint32_t v = 1; v <= kVlans; ++v) {
             uint8_t k[4], r[18];
-            bd_key(v, k);
+            bd_key(v, k, vdc);
             bd_record(v, r);
             sdb_key_t key{k, 4};
             sdb_pub_put(pub, &key, r, sizeof r);
@@ -177,6 +191,10 @@ struct Fixture {
         if (env != nullptr)
             mdb_env_close(env);
         sdb_close(uri.c_str());
+        vlan_close_bd_sdb(kLibVdc);
+        unlink(kLibFile);
+        unlink((std::string(kLibFile) + "-lock").c_str());
+        rmdir(kLibDir);
         if (DIR *d = opendir(dir.c_str())) {
             while (dirent *e = readdir(d))
                 if (e->d_name[0] != '.')
@@ -339,7 +357,75 @@ void BM_lmdb_get_99(benchmark::State &state)
 }
 BENCHMARK(BM_lmdb_get_99);
 
+void BM_vlan_get_bd_miss(benchmark::State &state)
+{
+    Fixture &f = fx();
+    if (!f.lib_ok) {
+        state.SkipWithError("VDC 5 database not set up");
+        return;
+    }
+    vlan_mgr_disable_cached_bd_sdb();
+    uint16_t bd = 0;
+    for (auto _ : state) {
+        vlan_get_bd(vdc_vlan_id_t{kLibVdc, 100}, &bd);
+        benchmark::DoNotOptimize(bd);
+    }
+    if (bd != 100 + 4096)
+        state.SkipWithError("wrong BD");
+}
+BENCHMARK(BM_vlan_get_bd_miss);
+
+void BM_multi_vlan_type_4094(benchmark::State &state)
+{
+    Fixture &f = fx();
+    if (!f.lib_ok) {
+        state.SkipWithError("VDC 5 database not set up");
+        return;
+    }
+    vlan_bitmap bm{};
+    bm.len = 512;
+    for (uint32_t v = 1; v <= kVlans; ++v)
+        bm.bits[v / 8] |= static_cast<uint8_t>(0x80u >> (v % 8));
+    uint32_t count = 0;
+    for (auto _ : state) {
+        vlan_mgr_sdb_vlan_pair_t *pairs = nullptr;
+        vlan_mgr_sdb_get_multi_vlan_type(kLibVdc, &bm, &count, &pairs);
+        benchmark::DoNotOptimize(pairs);
+        std::free(pairs);
+    }
+    if (count != kVlans)
+        state.SkipWithError("wrong count");
+}
+BENCHMARK(BM_multi_vlan_type_4094);
+
+void BM_lmdb_get_4094(benchmark::State &state)
+{
+    Fixture &f = fx();
+    if (!f.ok) {
+        state.SkipWithError("database not set up");
+        return;
+    }
+    static uint8_t kb[kVlans][4];
+    static uint8_t copy[kVlans][18];
+    for (uint32_t i = 0; i < kVlans; ++i)
+        bd_key(i + 1, kb[i]);
+    for (auto _ : state) {
+        mdb_txn_renew(f.txn);
+        for (uint32_t i = 0; i < kVlans; ++i) {
+            MDB_val key{4, kb[i]}, val;
+            if (mdb_get(f.txn, f.dbi, &key, &val) == 0 && val.mv_size == 18)
+                std::memcpy(copy[i], val.mv_data, 18);
+        }
+        mdb_txn_reset(f.txn);
+        benchmark::DoNotOptimize(copy);
+    }
+}
+BENCHMARK(BM_lmdb_get_4094);
+
 BENCH_RATIO("BM_sdb_read", "BM_lmdb_get", 1.5);
+BENCH_RATIO("BM_vlan_get_bd_miss", "BM_lmdb_get", 1.5);
+BENCH_RATIO("BM_redis_hget", "BM_vlan_get_bd_miss", 0);
+BENCH_RATIO("BM_multi_vlan_type_4094", "BM_lmdb_get_4094", 0);
 BENCH_RATIO("BM_redis_hget", "BM_lmdb_get", 0);
 BENCH_RATIO("BM_redis_hget", "BM_sdb_read", 0);
 BENCH_RATIO("BM_sdb_mfetch_99", "BM_lmdb_get_99", 1.5);
