@@ -11,6 +11,7 @@
 #include <vlan_mgr/bd_db.h>
 #include <vlan_mgr/rsvd.h>
 #include <vlan_mgr/notif.h>
+#include <vlan_mgr/opcodes.h>
 #include <vlan_mgr/tlv.h>
 #include <vlan_mgr/bd_id.h>
 

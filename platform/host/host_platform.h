@@ -54,6 +54,7 @@ inline constexpr const char ENV_HIST_SLOTS[] = "VLAN_MGR_HIST_SLOTS";     // rin
 inline constexpr const char ENV_SYSLOG_STDERR[] = "VLAN_MGR_SYSLOG_STDERR"; // "1": copy to stderr
 inline constexpr const char ENV_MODULE_TYPE[] = "VLAN_MGR_MODULE_TYPE";   // card module type
 // Message transport.
+inline constexpr const char ENV_SDB_ROOT[] = "VLAN_MGR_SDB_ROOT";         // replaces /dev/shm in database paths
 inline constexpr const char ENV_RUN_DIR[] = "VLAN_MGR_RUN_DIR";           // ipc endpoints
 inline constexpr const char DEFAULT_RUN_DIR[] = "/run/vlan_mgr";
 inline constexpr const char ENV_MTS_TIMEOUT_MS[] = "VLAN_MGR_MTS_TIMEOUT_MS"; // reply time-out

@@ -52,6 +52,7 @@ static_assert(VLAN_MGR_HOST_ERR_MTS_IO == host::MTS_ERR_IO);
 // kept without a copy until mts_drop) or sent (header fields only).
 struct mts_msg {
     uint32_t kind, src_node, src_sap, dest_sap, opcode, token, seq;
+    uint32_t src_vdc;     // the sender's own VDC id
     uint32_t handle;      // the handle that received it; 0 for a sent message
     bool has_payload;
     zmq_msg_t payload;
@@ -80,7 +81,7 @@ uint32_t get32(const uint8_t *p)
     return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
 }
 
-// Header, big-endian: magic, version, kind, 2 reserved bytes, source node,
+// Header, big-endian: magic, version, kind, the sender's VDC id, source node,
 // source SAP, destination SAP, opcode, token, sequence number.
 void encode_header(uint8_t *h, const mts_msg &m)
 {
@@ -88,6 +89,8 @@ void encode_header(uint8_t *h, const mts_msg &m)
     put32(h, kMagic);
     h[4] = kVersion;
     h[5] = static_cast<uint8_t>(m.kind);
+    h[6] = static_cast<uint8_t>(m.src_vdc >> 8);
+    h[7] = static_cast<uint8_t>(m.src_vdc);
     put32(h + 8, m.src_node);
     put32(h + 12, m.src_sap);
     put32(h + 16, m.dest_sap);
@@ -102,6 +105,7 @@ bool decode_header(const uint8_t *h, size_t len, mts_msg &m)
         h[5] > VLAN_MGR_HOST_MTS_NOTIFICATION)
         return false;
     m.kind = h[5];
+    m.src_vdc = (uint32_t{h[6]} << 8) | h[7];
     m.src_node = get32(h + 8);
     m.src_sap = get32(h + 12);
     m.dest_sap = get32(h + 16);
@@ -857,6 +861,7 @@ int32_t vlan_mgr_host_mts_notify(uint32_t mts_handle, uint32_t opcode, const voi
     mts_msg m{};
     m.kind = VLAN_MGR_HOST_MTS_NOTIFICATION;
     m.src_node = own_node();
+    m.src_vdc = sysmgr_vdc_get();
     m.src_sap = h->sap;
     m.opcode = opcode;
     m.seq = ++it->second;
@@ -904,7 +909,7 @@ int32_t vlan_mgr_host_mts_msg_info(const mts_msg_hdl_t *msg, vlan_mgr_host_mts_i
     if (msg == nullptr || msg->msg == nullptr || info == nullptr)
         return host::ERR_INVALID_ARG;
     const mts_msg &m = *msg->msg;
-    *info = {m.kind, m.src_node, m.src_sap, m.dest_sap, m.opcode, m.token, m.seq};
+    *info = {m.kind, m.src_node, m.src_sap, m.dest_sap, m.opcode, m.token, m.seq, m.src_vdc};
     return 0;
 }
 
@@ -968,6 +973,7 @@ int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uin
 
     mts_msg m{};
     m.src_node = own_node();
+    m.src_vdc = sysmgr_vdc_get();
     m.src_sap = h->sap;
     void *sock = nullptr;
     if (request != nullptr) {
@@ -994,6 +1000,7 @@ int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uin
             return host::ERR_NO_MEMORY;
         sent->kind = m.kind;
         sent->src_node = m.src_node;
+        sent->src_vdc = m.src_vdc;
         sent->src_sap = m.src_sap;
         sent->dest_sap = m.dest_sap;
         sent->opcode = m.opcode;

@@ -9,6 +9,7 @@
 // thread's own: it is whole (one snapshot) and stays valid until the thread's
 // next call on the same handle, even after the publisher has replaced it.
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -217,6 +218,21 @@ const char *sdb_uri_path(const char *uri)
     return uri + SDB_SCHEME_LEN;
 }
 
+bool sdb_file_path(const char *uri, char (&out)[SDB_URI_MAX])
+{
+    static constexpr char kShm[] = "/dev/shm/";
+    const char *path = sdb_uri_path(uri);
+    if (path == nullptr)
+        return false;
+    const char *root = std::getenv(vlan_mgr_host::ENV_SDB_ROOT);
+    int n;
+    if (root != nullptr && root[0] != '\0' && std::strncmp(path, kShm, sizeof kShm - 1) == 0)
+        n = std::snprintf(out, sizeof out, "%s/%s", root, path + sizeof kShm - 1);
+    else
+        n = std::snprintf(out, sizeof out, "%s", path);
+    return n >= 0 && static_cast<size_t>(n) < sizeof out;
+}
+
 SdbSlot *sdb_find_slot(const char *uri)
 {
     for (SdbSlot &s : registry.slots)
@@ -258,7 +274,9 @@ void sdb_release_slot(SdbSlot *slot)
 
 int32_t sdb_open_env(SdbSlot *slot)
 {
-    const char *path = sdb_uri_path(slot->uri);
+    char path[SDB_URI_MAX];
+    if (!sdb_file_path(slot->uri, path))
+        return SDB_ERR_BACKING_FILE;
     struct stat st;
     if (stat(path, &st) != 0)
         return errno == ENOENT || errno == ENOTDIR ? SDB_ERR_NO_RECORD : SDB_ERR_BACKING_FILE;

@@ -56,6 +56,10 @@ SdbRegistry &sdb_registry();
 // The path of a "volatile:<path>" URI, or nullptr when `uri` is not one (or
 // does not fit a slot).
 const char *sdb_uri_path(const char *uri);
+// The file that holds the database of `uri`: its path, with a leading
+// "/dev/shm/" replaced by $VLAN_MGR_SDB_ROOT when that is set, so that a test
+// or a second instance keeps its databases apart. False when it does not fit.
+bool sdb_file_path(const char *uri, char (&out)[SDB_URI_MAX]);
 
 // With the registry mutex held: the slot of `uri`, or nullptr.
 SdbSlot *sdb_find_slot(const char *uri);

@@ -136,7 +136,9 @@ int32_t open_locked(const char *uri, sdb_pub **out)
     SdbSlot *slot = sdb_find_slot(uri);
     if (slot != nullptr && slot->pub != nullptr)
         return SDB_ERR_ALREADY_OPEN;
-    const char *path = sdb_uri_path(uri);
+    char path[SDB_URI_MAX];
+    if (!sdb_file_path(uri, path))
+        return SDB_ERR_BACKING_FILE;
     struct stat st;
     if (stat(path, &st) == 0 && (st.st_uid != geteuid() || !S_ISREG(st.st_mode)))
         return st.st_uid != geteuid() ? SDB_ERR_NOT_OWNER : SDB_ERR_BACKING_FILE;

@@ -81,6 +81,7 @@ typedef struct vlan_mgr_host_mts_info {
     uint32_t opcode;
     uint32_t token;    /* request-response token */
     uint32_t seq;      /* notifications: the publisher's number of it for this opcode */
+    uint32_t src_vdc;  /* the sender's own VDC id (its sysmgr_vdc_get) */
 } vlan_mgr_host_mts_info_t;
 
 /* Fills *info for a received or sent message: 0 or 0x40480001. */

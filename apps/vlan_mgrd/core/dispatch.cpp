@@ -1,0 +1,41 @@
+#include <array>
+
+#include "handlers.h"
+#include "wire_io.h"
+
+namespace vlan_mgrd {
+
+void reply_status(Reply &reply, uint32_t status)
+{
+    reply.clear();
+    WireWriter(reply).u32(status);
+}
+
+bool vdc_allowed(const Request &req, uint32_t vdc_id)
+{
+    return Manager::vdc_valid(vdc_id) && vdc_id == req.src_vdc;
+}
+
+const HandlerEntry *find_handler(uint32_t opcode)
+{
+    const std::array<std::span<const HandlerEntry>, 4> tables = {config_handlers(), query_handlers(),
+                                                                 membership_handlers(), misc_handlers()};
+    for (std::span<const HandlerEntry> table : tables)
+        for (const HandlerEntry &e : table)
+            if (e.opcode == opcode)
+                return &e;
+    return nullptr;
+}
+
+void dispatch(Manager &m, const Request &req, Reply &reply, ChangeSet &changes)
+{
+    reply.clear();
+    const HandlerEntry *e = find_handler(req.opcode);
+    if (e == nullptr) {
+        reply_status(reply, VLAN_MGR_ERR_UNKNOWN_REQUEST);
+        return;
+    }
+    e->fn(m, req, reply, changes);
+}
+
+} // namespace vlan_mgrd
