@@ -47,6 +47,11 @@ public:
     // answered with VLAN_MGR_ERR_STORE.
     void handle(const Request &req, Reply &reply, std::vector<Notification> &notifications);
 
+    // The effects of a change already made to manager(): save, publish,
+    // build the notifications. handle() calls it after the handler; tests
+    // call it after changing the state themselves. 0 or VLAN_MGR_ERR_STORE.
+    uint32_t apply(const ChangeSet &changes, std::vector<Notification> &notifications);
+
     Manager &manager() { return manager_; }
     const EngineOptions &options() const { return options_; }
 
