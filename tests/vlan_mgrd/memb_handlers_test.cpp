@@ -881,6 +881,45 @@ TEST_F(MembHandlers, EveryRequestCutShortIsBadRequestAndChangesNothing)
     EXPECT_EQ(snapshot(m), before);
 }
 
+// ---- Arbitrary bytes --------------------------------------------------------------
+
+TEST_F(MembHandlers, ArbitraryBytesAreAnsweredAndQueriesChangeNothing)
+{
+    const uint32_t queries[] = {VLAN_MGR_OPC_PORT_ACTIVE_MEMB,         VLAN_MGR_OPC_PORT_VOICE_VLAN_MEMB,
+                                VLAN_MGR_OPC_PORT_MEMB,                VLAN_MGR_OPC_PORT_TRUNKING_MEMB,
+                                VLAN_MGR_OPC_PORT_ACTIVE_TRUNKING_MEMB, VLAN_MGR_OPC_PER_VLAN_TRUNKING_MEMB,
+                                VLAN_MGR_OPC_PER_VLAN_ACCESS_MEMB,     VLAN_MGR_OPC_PER_VLAN_MEMB,
+                                VLAN_MGR_OPC_PORT_VLAN_MEMB_INFO,      VLAN_MGR_OPC_PORT_MEMB_2,
+                                VLAN_MGR_OPC_PORT_TRUNKING_MEMB_2};
+    const auto before = snapshot(m);
+    uint32_t seed = 12345;
+    auto next = [&] {
+        seed = seed * 1103515245u + 12345u;
+        return seed >> 8;
+    };
+    for (uint32_t op : queries) {
+        for (int round = 0; round < 300; ++round) {
+            Bytes req(next() % 1200);
+            for (uint8_t &b : req)
+                b = static_cast<uint8_t>(next());
+            // Small counts in the first word make the count checks meet real lengths.
+            if (req.size() >= 4 && round % 2 == 0) {
+                req[0] = req[1] = req[2] = 0;
+                req[3] = static_cast<uint8_t>(next() % 4);
+            }
+            auto *copy = static_cast<uint8_t *>(std::malloc(req.empty() ? 1 : req.size()));
+            if (!req.empty())
+                std::memcpy(copy, req.data(), req.size());
+            ChangeSet changes;
+            const Reply r = run(m, op, copy, static_cast<uint32_t>(req.size()), changes);
+            std::free(copy);
+            ASSERT_GE(r.size(), 4u) << std::hex << op;
+            ASSERT_FALSE(changes.any());
+        }
+    }
+    EXPECT_EQ(snapshot(m), before);
+}
+
 // ---- Large requests ---------------------------------------------------------------
 
 TEST_F(MembHandlers, SixtyFiveThousandPortRequests)
