@@ -376,7 +376,9 @@ constexpr uint8_t kCreateUpdateOnly = 1;
 void handle_create_update(Manager &m, const Request &req, Reply &reply, ChangeSet &changes)
 {
     vlan_mgr_create_update_req_t *rec = nullptr;
-    if (req.payload == nullptr || vlan_mgr_create_update_parse_req(req.payload, req.len, &rec) != 0 ||
+    // An empty buffer never reaches the TLV decoder, for which a length of 0
+    // means "as long as its header says".
+    if (req.payload == nullptr || req.len == 0 || vlan_mgr_create_update_parse_req(req.payload, req.len, &rec) != 0 ||
         rec == nullptr) {
         reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
         return;
@@ -432,7 +434,7 @@ void handle_create_update(Manager &m, const Request &req, Reply &reply, ChangeSe
 void handle_configmode(Manager &m, const Request &req, Reply &reply, ChangeSet &changes)
 {
     vlan_configmode_payload_t *msg = nullptr;
-    if (req.payload == nullptr || vlan_parse_vlan_configmode_change_req(req.payload, req.len, &msg) != 0 ||
+    if (req.payload == nullptr || req.len == 0 || vlan_parse_vlan_configmode_change_req(req.payload, req.len, &msg) != 0 ||
         msg == nullptr) {
         reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
         return;
