@@ -162,7 +162,7 @@ uint32_t create(const std::vector<uint32_t> &ids, int32_t &rc)
 {
     void *p = nullptr;
     uint32_t len = 0;
-    if (vlan_create_build_mts(1, static_cast<uint16_t>(ids.size()), ids.data(), nullptr, 0, &p, &len) != 0) {
+    if (vlan_create_build_mts(1, static_cast<uint16_t>(ids.size()), ids.data(), "", 0, &p, &len) != 0) {
         rc = -1;
         return 0;
     }
@@ -257,13 +257,14 @@ void row(const char *what, double ms, double floor_ms, const std::string &note)
 
 int main()
 {
+    // The socket-pair floor forks its echo before this process uses the transport.
+    const double pair_ms = socketpair_floor_ms();
     if (!start_daemon()) {
         std::fprintf(stderr, "bench_host_vlan_mgrd: vlan_mgrd (%s) did not start\n", VLAN_MGRD_BIN);
         stop_daemon();
         return 1;
     }
     int32_t rc = 0;
-    const double pair_ms = socketpair_floor_ms();
     const double floor_ms = empty_request_floor_ms();
     if (floor_ms <= 0) {
         std::fprintf(stderr, "bench_host_vlan_mgrd: the daemon did not answer\n");

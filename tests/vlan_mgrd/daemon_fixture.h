@@ -157,7 +157,7 @@ inline bool exists(const std::string &path)
     return stat(path.c_str(), &st) == 0;
 }
 
-class DaemonTest : public ::testing::Test {
+class VlanMgrdDaemonTest : public ::testing::Test {
 protected:
     void SetUp() override
     {

@@ -122,7 +122,7 @@ std::vector<std::pair<uint32_t, uint16_t>> with_bd(std::initializer_list<uint32_
 
 // ---- Start, stop, instance -----------------------------------------------------
 
-TEST_F(DaemonTest, VlanMgrdPidFileNamesTheDaemonAndSigtermStopsWithStatus0)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdPidFileNamesTheDaemonAndSigtermStopsWithStatus0)
 {
     const pid_t pid = start_daemon();
     ASSERT_GT(pid, 0);
@@ -136,7 +136,7 @@ TEST_F(DaemonTest, VlanMgrdPidFileNamesTheDaemonAndSigtermStopsWithStatus0)
     EXPECT_NE(read_file(log_file()).find("stopped after 0 requests"), std::string::npos) << read_file(log_file());
 }
 
-TEST_F(DaemonTest, VlanMgrdSigintStopsWithStatus0AfterServingRequests)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdSigintStopsWithStatus0AfterServingRequests)
 {
     ASSERT_GT(start_daemon(), 0);
     const uint8_t req[4] = {0, 0, 0, 1};
@@ -148,7 +148,7 @@ TEST_F(DaemonTest, VlanMgrdSigintStopsWithStatus0AfterServingRequests)
     EXPECT_NE(read_file(log_file()).find("stopped after 1 requests"), std::string::npos) << read_file(log_file());
 }
 
-TEST_F(DaemonTest, VlanMgrdSecondDaemonOnTheSameRunDirRefusesWithStatus3)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdSecondDaemonOnTheSameRunDirRefusesWithStatus3)
 {
     const pid_t first = start_daemon();
     ASSERT_GT(first, 0);
@@ -168,7 +168,7 @@ TEST_F(DaemonTest, VlanMgrdSecondDaemonOnTheSameRunDirRefusesWithStatus3)
     EXPECT_EQ(stop_daemon(), 0);
 }
 
-TEST_F(DaemonTest, VlanMgrdDaemonModeReturnsOnceServingAndSigtermEndsIt)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdDaemonModeReturnsOnceServingAndSigtermEndsIt)
 {
     std::string out;
     const int rc = run_to_end({"--run-dir", run_dir_, "--state", state_, "--sdb-root", sdb_root_}, out);
@@ -192,7 +192,7 @@ TEST_F(DaemonTest, VlanMgrdDaemonModeReturnsOnceServingAndSigtermEndsIt)
     EXPECT_TRUE(gone);
 }
 
-TEST_F(DaemonTest, VlanMgrdUsageVersionAndHelp)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdUsageVersionAndHelp)
 {
     std::string out;
     EXPECT_EQ(run_to_end({"--version"}, out), 0);
@@ -204,7 +204,7 @@ TEST_F(DaemonTest, VlanMgrdUsageVersionAndHelp)
     EXPECT_NE(out.find("vlan_mgrd: unexpected argument 'extra'\n"), std::string::npos) << out;
 }
 
-TEST_F(DaemonTest, VlanMgrdRequestWhileDownFailsWithNoServer)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdRequestWhileDownFailsWithNoServer)
 {
     // Nobody has ever served the SAP.
     Exchange x = exchange(client(), 0x5DFFu, nullptr, 0);
@@ -229,7 +229,7 @@ TEST_F(DaemonTest, VlanMgrdRequestWhileDownFailsWithNoServer)
     EXPECT_EQ(static_cast<uint32_t>(x.rc), VLAN_MGR_HOST_ERR_MTS_NO_SERVER);
 }
 
-TEST_F(DaemonTest, VlanMgrdRestartsOverTheFilesOfAKilledDaemon)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdRestartsOverTheFilesOfAKilledDaemon)
 {
     const pid_t first = start_daemon();
     ASSERT_GT(first, 0);
@@ -247,7 +247,7 @@ TEST_F(DaemonTest, VlanMgrdRestartsOverTheFilesOfAKilledDaemon)
 
 // ---- Requests --------------------------------------------------------------------
 
-TEST_F(DaemonTest, VlanMgrdMalformedRequestGetsBadRequestAndTheDaemonStaysUp)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdMalformedRequestGetsBadRequestAndTheDaemonStaysUp)
 {
     ASSERT_GT(start_daemon(), 0);
     const uint8_t short_create[3] = {0, 1, 0};
@@ -269,7 +269,7 @@ TEST_F(DaemonTest, VlanMgrdMalformedRequestGetsBadRequestAndTheDaemonStaysUp)
     EXPECT_EQ(stop_daemon(), 0);
 }
 
-TEST_F(DaemonTest, VlanMgrdAnswersTheAutostateQuery)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdAnswersTheAutostateQuery)
 {
     ASSERT_GT(start_daemon(), 0);
     uint32_t *setting = vlan_mgr_get_global_autostate_disable_settings(client());
@@ -281,7 +281,7 @@ TEST_F(DaemonTest, VlanMgrdAnswersTheAutostateQuery)
 
 // The 0x5C03 exchange: 16-byte entries framed by the library's reply sender,
 // decoded by the notification parser's 0x5C03 layout.
-TEST_F(DaemonTest, VlanMgrdAnswersTheSixteenByteExchange)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdAnswersTheSixteenByteExchange)
 {
     ASSERT_GT(start_daemon(), 0);
     uint32_t rc = 0;
@@ -297,7 +297,7 @@ TEST_F(DaemonTest, VlanMgrdAnswersTheSixteenByteExchange)
 
 // Create, query, rename, delete from a client process; a third process sees
 // the manager's state in the BD database.
-TEST_F(DaemonTest, VlanMgrdClientsCreateQueryAndDeleteAndTheDatabaseFollows)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdClientsCreateQueryAndDeleteAndTheDatabaseFollows)
 {
     ASSERT_GT(start_daemon(), 0);
     const pid_t c = spawn([] {
@@ -339,7 +339,7 @@ TEST_F(DaemonTest, VlanMgrdClientsCreateQueryAndDeleteAndTheDatabaseFollows)
 
 // A subscriber to the create and delete notifications keeps its BD cache in
 // step through the library's notification parsers.
-TEST_F(DaemonTest, VlanMgrdSubscriberKeepsItsBdCacheCoherent)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdSubscriberKeepsItsBdCacheCoherent)
 {
     ASSERT_GT(start_daemon(), 0);
     Pipe ready, go;
@@ -425,7 +425,7 @@ TEST_F(DaemonTest, VlanMgrdSubscriberKeepsItsBdCacheCoherent)
 
 // kill -9, then a new daemon on the same state: every VLAN and name is back,
 // and the database is published again before the first request is answered.
-TEST_F(DaemonTest, VlanMgrdStateSurvivesKill9)
+TEST_F(VlanMgrdDaemonTest, VlanMgrdStateSurvivesKill9)
 {
     ASSERT_GT(start_daemon(), 0);
     uint32_t rc = 0;
