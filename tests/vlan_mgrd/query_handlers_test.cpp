@@ -688,6 +688,46 @@ TEST_F(QueryHandlers, MalformedRequestsChangeNothing)
     EXPECT_FALSE(changes.any());
 }
 
+TEST_F(QueryHandlers, ArbitraryBytesGetAReplyAndChangeNothing)
+{
+    const uint32_t opcodes[] = {VLAN_MGR_OPC_VLAN_INFO,          VLAN_MGR_OPC_NEXT_VLAN_INFO,
+                                VLAN_MGR_OPC_ALL_CREATED_VLAN,   VLAN_MGR_OPC_RANGE_CREATED_VLAN,
+                                VLAN_MGR_OPC_VLANS_FOR_ATTR_VALUE, VLAN_MGR_OPC_RESERVE_VLAN_INFO,
+                                VLAN_MGR_OPC_ALL_CREATED_VLAN_2, VLAN_MGR_OPC_DIAG_VLAN_INFO,
+                                VLAN_MGR_OPC_DYN_RSVD_VLAN_INFO, VLAN_MGR_OPC_RANGE_CREATED_VLAN_NAME};
+    uint32_t seed = 12345;
+    auto next = [&seed] {
+        seed = seed * 1103515245u + 12345u;
+        return seed >> 16;
+    };
+    for (uint32_t opc : opcodes) {
+        for (int i = 0; i < 300; ++i) {
+            Bytes payload(next() % 600);
+            for (uint8_t &b : payload)
+                b = static_cast<uint8_t>(next());
+            // Half of them carry the first bytes of a well-formed request.
+            if (i % 2 == 0 && payload.size() >= 6) {
+                payload[0] = 0;
+                payload[1] = 1;
+            }
+            // A quarter carry a TLV length word that matches the payload.
+            if (i % 4 == 1 && payload.size() >= 8) {
+                const uint32_t len = static_cast<uint32_t>(payload.size());
+                payload[0] = static_cast<uint8_t>(len >> 24);
+                payload[1] = static_cast<uint8_t>(len >> 16);
+                payload[2] = static_cast<uint8_t>(len >> 8);
+                payload[3] = static_cast<uint8_t>(len);
+                payload[4] = 1;
+                payload[5] = 0;
+            }
+            const Reply r = run(opc, payload);
+            ASSERT_GE(r.size(), 4u) << std::hex << opc;
+        }
+    }
+    EXPECT_FALSE(changes.any());
+    EXPECT_TRUE(m->vdc(1).vni_to_vlan.empty());
+}
+
 TEST_F(QueryHandlers, EveryQueryOpcodeHasANamedHandler)
 {
     const uint32_t opcodes[] = {VLAN_MGR_OPC_VLAN_INFO,          VLAN_MGR_OPC_NEXT_VLAN_INFO,
