@@ -220,7 +220,7 @@ uint32_t list_all(int32_t &rc)
 
 // One trunking update: the 48 ports of the default interface table allowed
 // on every VLAN. The reply's status word (0 when the update was applied).
-uint32_t trunk_all(int32_t op, int32_t &rc)
+uint32_t trunk_all(int32_t op, uint16_t value, int32_t &rc)
 {
     std::vector<uint32_t> ifs(kPorts);
     std::vector<trunking_update_input> in(kPorts);
@@ -229,6 +229,7 @@ uint32_t trunk_all(int32_t op, int32_t &rc)
         std::memset(&in[i], 0, sizeof in[i]);
         in[i].vdc_vlan.vdc_id = 1;
         in[i].vdc_vlan.vlan_id = 1;
+        in[i].id = value;
         in[i].bitmap.len = VLAN_MGR_BITMAP_BYTES;
         for (uint32_t v = 1; v <= kVlans; ++v)
             in[i].bitmap.bits[v / 8] = static_cast<uint8_t>(in[i].bitmap.bits[v / 8] | (0x80u >> (v % 8)));
@@ -289,8 +290,12 @@ int main()
     uint32_t listed = list_all(rc);
     row("all-created listing", ms_since(t0), floor_ms, std::to_string(listed) + " VLANs listed");
 
+    // The ports become trunks that allow nothing (untimed), then every VLAN
+    // is allowed on all 48 in one update (operation 2, set allowed).
+    trunk_all(12, VLAN_MGR_PORT_MODE_TRUNK, rc);
+    trunk_all(11, 0, rc);
     t0 = Clock::now();
-    const uint32_t trunk_status = trunk_all(2, rc);
+    const uint32_t trunk_status = trunk_all(2, 0, rc);
     char status_text[32];
     std::snprintf(status_text, sizeof status_text, "status 0x%08x", trunk_status);
     row("48 trunk ports on every VLAN (one update)", ms_since(t0), floor_ms, status_text);
