@@ -112,6 +112,101 @@ uint32_t vlan_info(uint32_t h, uint32_t vlan, vlan_info_record &record)
     return vlan_get_vlan_info_parse_reply(&record, x.reply.data(), static_cast<uint32_t>(x.reply.size()));
 }
 
+
+constexpr uint32_t kPort1 = 0x01010001u;  // Ethernet1/1 of the default interface table
+constexpr uint32_t kPort2 = 0x01010002u;
+
+// Sets the access VLAN of `port` (operation 1): the reply's status.
+uint32_t set_access(uint32_t h, uint32_t port, uint32_t vlan)
+{
+    void *p = nullptr;
+    uint32_t len = 0;
+    uint32_t rc = vlan_update_port_memb_build_mts(&port, 1, vdc_vlan_id_t{1, vlan}, 0, 1, &p, &len);
+    if (rc != 0)
+        return rc;
+    Exchange x = exchange_built(h, VLAN_MGR_OPC_UPDATE_PORT_MEMB, p, len);
+    if (x.rc != 0)
+        return static_cast<uint32_t>(x.rc);
+    vdc_vlan_id_t key{};
+    return vlan_update_port_memb_parse_reply(&key, x.reply.data(), static_cast<uint32_t>(x.reply.size()));
+}
+
+// Runs one trunking update record on `port`: the reply's status.
+uint32_t trunk_update(uint32_t h, uint32_t port, int32_t op, uint16_t value, std::initializer_list<uint32_t> vlans)
+{
+    trunking_update_input in;
+    std::memset(&in, 0, sizeof in);
+    in.vdc_vlan.vdc_id = 1;
+    in.vdc_vlan.vlan_id = 1;
+    in.id = value;
+    for (uint32_t v : vlans)
+        in.bitmap.bits[v / 8] = static_cast<uint8_t>(in.bitmap.bits[v / 8] | (0x80u >> (v % 8)));
+    void *p = nullptr;
+    uint32_t len = 0;
+    uint32_t rc = vlan_update_port_trunking_memb_build_mts(&port, 1, &in, op, &p, &len);
+    if (rc != 0)
+        return rc;
+    Exchange x = exchange_built(h, VLAN_MGR_OPC_UPDATE_PORT_TRUNKING_MEMB, p, len);
+    if (x.rc != 0)
+        return static_cast<uint32_t>(x.rc);
+    if (x.reply.size() < 4)
+        return 0xFFFFFFFFu;
+    trunking_update_result *result = nullptr;
+    rc = vlan_update_port_trunking_memb_parse_reply(&result, x.reply.data());
+    std::free(result);
+    return rc;
+}
+
+// The membership of `port`: mode, access VLAN and allowed trunk VLANs.
+struct PortView {
+    uint32_t mode = 0, access = 0;
+    std::vector<uint32_t> allowed;
+    bool operator==(const PortView &) const = default;
+};
+
+uint32_t port_view(uint32_t h, uint32_t port, PortView &out)
+{
+    void *p = nullptr;
+    uint32_t len = 0;
+    uint32_t rc = vlan_get_port_memb_build_mts(&port, 1, &p, &len);
+    if (rc != 0)
+        return rc;
+    Exchange x = exchange_built(h, VLAN_MGR_OPC_PORT_MEMB, p, len);
+    if (x.rc != 0)
+        return static_cast<uint32_t>(x.rc);
+    void *records = nullptr;
+    uint32_t count = 0;
+    rc = vlan_get_port_memb_parse_reply(&records, &count, x.reply.data(), static_cast<uint32_t>(x.reply.size()));
+    if (rc != 0 || count != 1) {
+        std::free(records);
+        return rc != 0 ? rc : 0xFFFFFFFEu;
+    }
+    const auto *m = static_cast<const port_memb *>(records);
+    out.mode = m->word_1;
+    out.access = m->vlan_a.vlan_id;
+    std::free(records);
+
+    rc = vlan_get_port_trunking_memb_build_mts(&port, 1, &p, &len);
+    if (rc != 0)
+        return rc;
+    x = exchange_built(h, VLAN_MGR_OPC_PORT_TRUNKING_MEMB, p, len);
+    if (x.rc != 0)
+        return static_cast<uint32_t>(x.rc);
+    rc = vlan_get_port_trunking_memb_parse_reply(&records, &count, x.reply.data(),
+                                                 static_cast<uint32_t>(x.reply.size()));
+    if (rc != 0 || count != 1) {
+        std::free(records);
+        return rc != 0 ? rc : 0xFFFFFFFDu;
+    }
+    const auto *t = static_cast<const port_trunking_memb *>(records);
+    out.allowed.clear();
+    for (uint32_t v = 1; v <= 4094; ++v)
+        if ((t->bitmap_1.bits[v / 8] & (0x80u >> (v % 8))) != 0)
+            out.allowed.push_back(v);
+    std::free(records);
+    return 0;
+}
+
 std::vector<std::pair<uint32_t, uint16_t>> with_bd(std::initializer_list<uint32_t> ids)
 {
     std::vector<std::pair<uint32_t, uint16_t>> out;
@@ -319,6 +414,18 @@ TEST_F(VlanMgrdDaemonTest, VlanMgrdClientsCreateQueryAndDeleteAndTheDatabaseFoll
             return 15;
         if (list_vlans(h, rc) != with_bd({1, 10, 30, 40}))
             return 16;
+        // Port 1 in access VLAN 10; port 2 a trunk allowing 30 and 40.
+        if (set_access(h, kPort1, 10) != 0)
+            return 17;
+        if (trunk_update(h, kPort2, 12, VLAN_MGR_PORT_MODE_TRUNK, {}) != 0 ||
+            trunk_update(h, kPort2, 2, 0, {30, 40}) != 0)
+            return 18;
+        PortView v1, v2;
+        if (port_view(h, kPort1, v1) != 0 || v1.mode != VLAN_MGR_PORT_MODE_ACCESS || v1.access != 10)
+            return 19;
+        if (port_view(h, kPort2, v2) != 0 || v2.mode != VLAN_MGR_PORT_MODE_TRUNK ||
+            v2.allowed != std::vector<uint32_t>{30, 40})
+            return 20;
         return 0;
     });
     ASSERT_EQ(join(c), 0);
@@ -432,6 +539,14 @@ TEST_F(VlanMgrdDaemonTest, VlanMgrdStateSurvivesKill9)
     ASSERT_EQ(create_vlans(client(), {100, 200, 300}, nullptr, rc), (std::vector<uint32_t>{0, 0, 0}));
     ASSERT_EQ(create_vlans(client(), {400}, "red", rc), std::vector<uint32_t>{0});
     ASSERT_EQ(delete_vlans(client(), {200}), 0u);
+    ASSERT_EQ(set_access(client(), kPort1, 300), 0u);
+    ASSERT_EQ(trunk_update(client(), kPort2, 12, VLAN_MGR_PORT_MODE_TRUNK, {}), 0u);
+    ASSERT_EQ(trunk_update(client(), kPort2, 2, 0, {100, 400}), 0u);
+    PortView before1, before2;
+    ASSERT_EQ(port_view(client(), kPort1, before1), 0u);
+    ASSERT_EQ(port_view(client(), kPort2, before2), 0u);
+    EXPECT_EQ(before1.access, 300u);
+    EXPECT_EQ(before2.allowed, (std::vector<uint32_t>{100, 400}));
     EXPECT_EQ(stop_daemon(SIGKILL), -1);
 
     // The database is removed with the daemon down: only the restart can bring it back.
@@ -455,6 +570,11 @@ TEST_F(VlanMgrdDaemonTest, VlanMgrdStateSurvivesKill9)
     vlan_info_record info{};
     EXPECT_EQ(vlan_info(client(), 400, info), 0u);
     EXPECT_STREQ(info.name, "red");
+    PortView after1, after2;
+    EXPECT_EQ(port_view(client(), kPort1, after1), 0u);
+    EXPECT_EQ(port_view(client(), kPort2, after2), 0u);
+    EXPECT_EQ(after1, before1);
+    EXPECT_EQ(after2, before2);
     EXPECT_EQ(stop_daemon(), 0);
 }
 
