@@ -463,7 +463,7 @@ TEST_F(VlanMgrdDaemonTest, VlanMgrdSubscriberKeepsItsBdCacheCoherent)
         bool synced = false;
         for (int attempt = 0; attempt < 20 && !synced; ++attempt) {
             uint32_t rc = 0;
-            create_vlans(h, {4000}, "", rc);
+            create_vlans(h, {3000}, "", rc);
             mts_msg_hdl_t m{};
             while (vlan_mgr_host_mts_recv_timed(h, &m, nullptr, 200) == 0) {
                 const bool probe = mts_opc_get(&m) == VLAN_MGR_NOTIF_VLAN_CREATE;
@@ -473,12 +473,12 @@ TEST_F(VlanMgrdDaemonTest, VlanMgrdSubscriberKeepsItsBdCacheCoherent)
                     break;
                 }
             }
-            delete_vlans(h, {4000});
+            delete_vlans(h, {3000});
         }
         if (!synced)
             return 12;
         ready.raise();
-        // Expect: created 11, 12; deleted 4000 (the probe), 11.
+        // Expect: created 11, 12; deleted 3000 (the probe), 11.
         std::set<uint32_t> created, deleted;
         while (created.size() < 2 || deleted.count(11) == 0) {
             mts_msg_hdl_t m{};
@@ -518,7 +518,7 @@ TEST_F(VlanMgrdDaemonTest, VlanMgrdSubscriberKeepsItsBdCacheCoherent)
             return 18;
         if (vlan_get_bd(vdc_vlan_id_t{1, 11}, &bd) == 0)
             return 19;  // its cache entry was cleared, and the database has no record
-        if (vlan_get_bd(vdc_vlan_id_t{1, 4000}, &bd) == 0)
+        if (vlan_get_bd(vdc_vlan_id_t{1, 3000}, &bd) == 0)
             return 20;
         return 0;
     });
