@@ -81,7 +81,7 @@ void stop_daemon()
     }
 }
 
-bool start_daemon()
+bool start_daemon(bool no_sync)
 {
     char tmpl[] = "/tmp/vlan_mgrd_bench.XXXXXX";
     if (mkdtemp(tmpl) == nullptr)
@@ -100,7 +100,8 @@ bool start_daemon()
         if (null >= 0)
             dup2(null, STDOUT_FILENO);
         execl(VLAN_MGRD_BIN, VLAN_MGRD_BIN, "--foreground", "--run-dir", run.c_str(), "--state", state.c_str(),
-              "--sdb-root", sdb.c_str(), static_cast<char *>(nullptr));
+              "--sdb-root", sdb.c_str(), no_sync ? "--no-sync" : static_cast<char *>(nullptr),
+              static_cast<char *>(nullptr));
         _exit(127);
     }
     const std::string pid_file = run + "/vlan_mgrd.pid";
@@ -263,11 +264,13 @@ void row(const char *what, double ms, double floor_ms, const std::string &note)
 
 } // namespace
 
-int main()
+int main(int argc, char **argv)
 {
+    // --no-sync: the daemon does not flush each save (vlan_mgrd --no-sync).
+    const bool no_sync = argc > 1 && std::strcmp(argv[1], "--no-sync") == 0;
     // The socket-pair floor forks its echo before this process uses the transport.
     const double pair_ms = socketpair_floor_ms();
-    if (!start_daemon()) {
+    if (!start_daemon(no_sync)) {
         std::fprintf(stderr, "bench_host_vlan_mgrd: vlan_mgrd (%s) did not start\n", VLAN_MGRD_BIN);
         stop_daemon();
         return 1;

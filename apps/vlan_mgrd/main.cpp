@@ -54,6 +54,7 @@ struct Options {
     std::string state;
     std::string iftable;
     std::string sdb_root;
+    bool sync = true;
 };
 
 void usage(FILE *out)
@@ -70,6 +71,8 @@ void usage(FILE *out)
                  "  -i, --iftable FILE   interface table (default: 48 ports Ethernet1/1-48 in VDC 1)\n"
                  "  -d, --sdb-root DIR   directory of the BD database files (default: $VLAN_MGR_SDB_ROOT,\n"
                  "                       else /dev/shm)\n"
+                 "  -n, --no-sync        do not flush each save to disk (saves stay atomic and survive\n"
+                 "                       the daemon being killed, not a crash of the machine)\n"
                  "  -h, --help           show this help and exit\n"
                  "  -V, --version        show the version and exit\n"
                  "\n"
@@ -117,17 +120,19 @@ int parse_options(int argc, char **argv, Options &o)
     static const option longopts[] = {
         {"foreground", no_argument, nullptr, 'f'}, {"run-dir", required_argument, nullptr, 'r'},
         {"state", required_argument, nullptr, 's'}, {"iftable", required_argument, nullptr, 'i'},
-        {"sdb-root", required_argument, nullptr, 'd'}, {"help", no_argument, nullptr, 'h'},
+        {"sdb-root", required_argument, nullptr, 'd'}, {"no-sync", no_argument, nullptr, 'n'},
+        {"help", no_argument, nullptr, 'h'},
         {"version", no_argument, nullptr, 'V'},    {nullptr, 0, nullptr, 0},
     };
     int c;
-    while ((c = getopt_long(argc, argv, "fr:s:i:d:hV", longopts, nullptr)) != -1) {
+    while ((c = getopt_long(argc, argv, "fr:s:i:d:nhV", longopts, nullptr)) != -1) {
         switch (c) {
         case 'f': o.foreground = true; break;
         case 'r': o.run_dir = optarg; break;
         case 's': o.state = optarg; break;
         case 'i': o.iftable = optarg; break;
         case 'd': o.sdb_root = optarg; break;
+        case 'n': o.sync = false; break;
         case 'h': usage(stdout); std::exit(kExitOk);
         case 'V': std::printf("vlan_mgrd %s\n", VLAN_MGRD_VERSION); std::exit(kExitOk);
         default: usage(stderr); return kExitUsage;
@@ -338,6 +343,7 @@ int main(int argc, char **argv)
     eo.iftable_path = o.iftable;
     eo.run_dir = o.run_dir;
     eo.publish = true;
+    eo.sync = o.sync;
     // The manager's state is large (five VDCs of 4096 VLANs): on the heap.
     auto engine_ptr = std::make_unique<vlan_mgrd::Engine>(eo);
     vlan_mgrd::Engine &engine = *engine_ptr;
