@@ -298,7 +298,8 @@ uint32_t Publisher::publish_changes(const Manager &m, const ChangeSet &changes, 
         for (uint32_t v = 1; v <= kVlanMax; ++v) {
             if (c.deleted.test(v) && !vdc.vlans[v].created) {
                 if (rc == 0) {
-                    const sdb_key_t d = object_key(vdc.id, v).desc();
+                    const Key k = object_key(vdc.id, v); // outlives the descriptor
+                    const sdb_key_t d = k.desc();
                     rc = sdb_pub_del(pub, &d);
                 }
             } else if (rewrite.test(v) && vdc.vlans[v].created) {
