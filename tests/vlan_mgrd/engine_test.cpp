@@ -801,8 +801,15 @@ TEST_F(EngineTest, ManySingleVlanChanges)
             save_total += std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - s0).count();
         }
         const double per = std::chrono::duration<double, std::micro>(t1 - t0).count() / n;
-        std::printf("[ engine ] sync=%d: %u changes, %.1f us per change (save+publish+notify), save alone %.1f us\n",
-                    sync ? 1 : 0, n, per, save_total / 50);
+        const auto e0 = std::chrono::steady_clock::now();
+        size_t bytes = 0;
+        for (int i = 0; i < 50; ++i)
+            bytes = encode_state(e.manager()).size();
+        const double encode =
+            std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - e0).count() / 50;
+        std::printf("[ engine ] sync=%d: %u changes, %.1f us per change (save+publish+notify), save alone %.1f us "
+                    "(encoding %.1f us, %zu bytes)\n",
+                    sync ? 1 : 0, n, per, save_total / 50, encode, bytes);
         close_dbs();
         uint16_t bd = 0;
         EXPECT_EQ(vlan_get_bd(vdc_vlan_id_t{1, sync ? 300u : 3967u}, &bd), 0u);
