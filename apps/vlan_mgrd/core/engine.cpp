@@ -82,6 +82,10 @@ void compute_reserved(Vdc &vdc, bool published)
 
 struct Engine::Effects {
     Publisher publisher;
+    // Each VDC's encoded part of the saved file, kept between saves: a
+    // change re-encodes only the VDCs it names.
+    std::array<std::vector<uint8_t>, kVdcCount> saved_parts;
+    bool parts_valid = false;
 };
 
 Engine::Engine(EngineOptions options) : options_(std::move(options)), effects_(std::make_unique<Effects>()) {}
@@ -158,9 +162,16 @@ uint32_t Engine::apply(const ChangeSet &changes, std::vector<Notification> &noti
         return 0;
     uint32_t status = 0;
     std::string error;
-    if (!options_.state_path.empty() && !save_state(manager_, options_.state_path, options_.sync, error)) {
-        log_error("configuration not saved: " + error);
-        status = VLAN_MGR_ERR_STORE;
+    if (!options_.state_path.empty()) {
+        for (uint16_t id = 1; id <= kVdcCount; ++id)
+            if (!effects_->parts_valid || changes.global || changes.vdc(id).any())
+                encode_vdc(manager_.vdc(id), effects_->saved_parts[id - 1]);
+        effects_->parts_valid = true;
+        if (!write_state_file(assemble_state(manager_, effects_->saved_parts), options_.state_path, options_.sync,
+                              error)) {
+            log_error("configuration not saved: " + error);
+            status = VLAN_MGR_ERR_STORE;
+        }
     }
     if (options_.publish && effects_->publisher.publish_changes(manager_, changes, error) != 0) {
         log_error("BD database not published: " + error);

@@ -39,6 +39,7 @@
 // left over; any failure refuses the whole file.
 #include "persist.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -135,10 +136,84 @@ bool fail(std::string &error, const std::string &what)
 
 } // namespace
 
-std::vector<uint8_t> encode_state(const Manager &m)
+void encode_vdc(const Vdc &vdc, std::vector<uint8_t> &out)
 {
+    out.clear();
+    WireWriter w(out);
+    w.u16(vdc.id);
+    w.u32(vdc.rsvd_start);
+    w.u32(vdc.rsvd_end);
+    w.u16(vdc.l3_bd);
+    w.u32(vdc.config_mode);
+    w.u32(static_cast<uint32_t>(vdc.vni_to_vlan.size()));
+    for (const auto &[vni, vlan] : vdc.vni_to_vlan) {
+        w.u32(vni);
+        w.u32(vlan);
+    }
+    // One pass over the VLANs: the plain ones into the bitmap, the others
+    // remembered for their records.
+    VlanSet plain;
+    std::vector<uint16_t> others;
+    for (uint32_t v = 1; v <= kVlanMax; ++v) {
+        const Vlan &vl = vdc.vlans[v];
+        if (!vl.created)
+            continue;
+        if (vlan_is_default(vl))
+            plain.set(v);
+        else
+            others.push_back(static_cast<uint16_t>(v));
+    }
+    w.bitmap_bits(plain);
+    w.u16(static_cast<uint16_t>(others.size()));
+    for (uint16_t v : others) {
+        const Vlan &vl = vdc.vlans[v];
+        w.u16(v);
+        const size_t name_len = std::min(vl.name.size(), kNameMax);
+        w.u8(static_cast<uint8_t>(name_len));
+        w.bytes(vl.name.data(), name_len);
+        w.u32(vl.type);
+        w.u32(vl.mode);
+        w.u32(vl.segment);
+        w.u32(vl.primary);
+        w.u32(static_cast<uint32_t>(vl.state));
+        w.u32(vl.create_options);
+        w.u16(static_cast<uint16_t>(vl.secondaries.count()));
+        if (vl.secondaries.any())
+            for (uint32_t s = 1; s <= kVlanMax; ++s)
+                if (vl.secondaries.test(s))
+                    w.u16(static_cast<uint16_t>(s));
+    }
+    const size_t count_at = out.size();
+    w.u16(0);
+    uint16_t nports = 0;
+    for (const Port &p : vdc.ports) {
+        if (port_is_default(p))
+            continue;
+        ++nports;
+        w.u32(p.if_index);
+        w.u32(p.mode);
+        w.u32(p.access_vlan);
+        w.u32(p.native_vlan);
+        w.u32(p.voice_vlan);
+        w.u32(p.comprgrp);
+        if (all_allowed(p.trunk_allowed)) {
+            w.u8(1);
+        } else {
+            w.u8(0);
+            w.bitmap_bits(p.trunk_allowed);
+        }
+    }
+    out[count_at] = static_cast<uint8_t>(nports >> 8);
+    out[count_at + 1] = static_cast<uint8_t>(nports);
+}
+
+std::vector<uint8_t> assemble_state(const Manager &m, const std::array<std::vector<uint8_t>, kVdcCount> &vdcs)
+{
+    size_t size = kHeaderSize + 5;
+    for (const std::vector<uint8_t> &seg : vdcs)
+        size += seg.size();
     std::vector<uint8_t> out;
-    out.reserve(4096);
+    out.reserve(size);
     WireWriter w(out);
     w.bytes(kMagic, sizeof kMagic);
     w.u32(kVersion);
@@ -146,75 +221,20 @@ std::vector<uint8_t> encode_state(const Manager &m)
     w.u32(0); // CRC, patched below
     w.u32(m.autostate_disable);
     w.u8(static_cast<uint8_t>(kVdcCount));
-    for (const Vdc &vdc : m.vdcs) {
-        w.u16(vdc.id);
-        w.u32(vdc.rsvd_start);
-        w.u32(vdc.rsvd_end);
-        w.u16(vdc.l3_bd);
-        w.u32(vdc.config_mode);
-        w.u32(static_cast<uint32_t>(vdc.vni_to_vlan.size()));
-        for (const auto &[vni, vlan] : vdc.vni_to_vlan) {
-            w.u32(vni);
-            w.u32(vlan);
-        }
-        VlanSet plain;
-        uint16_t others = 0;
-        for (uint32_t v = 1; v <= kVlanMax; ++v) {
-            if (!vdc.vlans[v].created)
-                continue;
-            if (vlan_is_default(vdc.vlans[v]))
-                plain.set(v);
-            else
-                ++others;
-        }
-        w.bitmap_bits(plain);
-        w.u16(others);
-        for (uint32_t v = 1; v <= kVlanMax; ++v) {
-            const Vlan &vl = vdc.vlans[v];
-            if (!vl.created || plain.test(v))
-                continue;
-            w.u16(static_cast<uint16_t>(v));
-            const size_t name_len = std::min(vl.name.size(), kNameMax);
-            w.u8(static_cast<uint8_t>(name_len));
-            w.bytes(vl.name.data(), name_len);
-            w.u32(vl.type);
-            w.u32(vl.mode);
-            w.u32(vl.segment);
-            w.u32(vl.primary);
-            w.u32(static_cast<uint32_t>(vl.state));
-            w.u32(vl.create_options);
-            w.u16(static_cast<uint16_t>(vl.secondaries.count()));
-            for (uint32_t s = 1; s <= kVlanMax; ++s)
-                if (vl.secondaries.test(s))
-                    w.u16(static_cast<uint16_t>(s));
-        }
-        const size_t count_at = out.size();
-        w.u16(0);
-        uint16_t nports = 0;
-        for (const Port &p : vdc.ports) {
-            if (port_is_default(p))
-                continue;
-            ++nports;
-            w.u32(p.if_index);
-            w.u32(p.mode);
-            w.u32(p.access_vlan);
-            w.u32(p.native_vlan);
-            w.u32(p.voice_vlan);
-            w.u32(p.comprgrp);
-            if (all_allowed(p.trunk_allowed)) {
-                w.u8(1);
-            } else {
-                w.u8(0);
-                w.bitmap_bits(p.trunk_allowed);
-            }
-        }
-        out[count_at] = static_cast<uint8_t>(nports >> 8);
-        out[count_at + 1] = static_cast<uint8_t>(nports);
-    }
+    for (const std::vector<uint8_t> &seg : vdcs)
+        w.bytes(seg.data(), seg.size());
     const uint32_t body = static_cast<uint32_t>(out.size() - kHeaderSize);
     w.patch32(12, body);
     w.patch32(16, crc32(out.data() + kHeaderSize, body));
     return out;
+}
+
+std::vector<uint8_t> encode_state(const Manager &m)
+{
+    std::array<std::vector<uint8_t>, kVdcCount> vdcs;
+    for (uint16_t i = 0; i < kVdcCount; ++i)
+        encode_vdc(m.vdcs[i], vdcs[i]);
+    return assemble_state(m, vdcs);
 }
 
 bool decode_state(const uint8_t *data, size_t len, Manager &m, std::string &error)
@@ -373,7 +393,11 @@ bool decode_state(const uint8_t *data, size_t len, Manager &m, std::string &erro
 
 bool save_state(const Manager &m, const std::string &path, bool sync, std::string &error)
 {
-    const std::vector<uint8_t> bytes = encode_state(m);
+    return write_state_file(encode_state(m), path, sync, error);
+}
+
+bool write_state_file(const std::vector<uint8_t> &bytes, const std::string &path, bool sync, std::string &error)
+{
     const std::string tmp = path + ".tmp";
     const int fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0)
