@@ -86,6 +86,7 @@ struct Engine::Effects {
     // change re-encodes only the VDCs it names.
     std::array<std::vector<uint8_t>, kVdcCount> saved_parts;
     bool parts_valid = false;
+    std::unique_ptr<StateStore> store;
 };
 
 Engine::Engine(EngineOptions options) : options_(std::move(options)), effects_(std::make_unique<Effects>()) {}
@@ -137,7 +138,8 @@ uint32_t Engine::start(std::string &error)
     if (!options_.state_path.empty()) {
         bool restored = false;
         std::string why;
-        if (!load_state(manager_, options_.state_path, restored, why)) {
+        effects_->store = std::make_unique<StateStore>(options_.state_path, options_.sync);
+        if (!effects_->store->load(manager_, restored, why)) {
             error = "saved configuration not usable: " + why;
             return VLAN_MGR_ERR_STORE;
         }
@@ -162,13 +164,12 @@ uint32_t Engine::apply(const ChangeSet &changes, std::vector<Notification> &noti
         return 0;
     uint32_t status = 0;
     std::string error;
-    if (!options_.state_path.empty()) {
+    if (effects_->store) {
         for (uint16_t id = 1; id <= kVdcCount; ++id)
             if (!effects_->parts_valid || changes.global || changes.vdc(id).any())
                 encode_vdc(manager_.vdc(id), effects_->saved_parts[id - 1]);
         effects_->parts_valid = true;
-        if (!write_state_file(assemble_state(manager_, effects_->saved_parts), options_.state_path, options_.sync,
-                              error)) {
+        if (!effects_->store->save(manager_, effects_->saved_parts, error)) {
             log_error("configuration not saved: " + error);
             status = VLAN_MGR_ERR_STORE;
         }

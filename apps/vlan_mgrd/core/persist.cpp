@@ -2,11 +2,13 @@
 //
 // File format, version 1. All numbers big-endian.
 //
-//   Header (20 bytes)
+//   Header (28 bytes)
 //     0   8  magic "VLMGRCFG"
 //     8   4  format version: 1
-//     12  4  L: length of the body that follows the header
-//     16  4  CRC-32 (IEEE 802.3, as zlib's crc32) of the L body bytes
+//     12  8  generation: grows by one with every save
+//     20  4  L: length of the body that follows the header
+//     24  4  CRC-32 (IEEE 802.3, as zlib's crc32) of header bytes 8..23
+//            followed by the L body bytes
 //   Body
 //     u32  global autostate-disable setting
 //     u8   number of VDCs: 5
@@ -56,9 +58,17 @@ namespace {
 
 constexpr char kMagic[8] = {'V', 'L', 'M', 'G', 'R', 'C', 'F', 'G'};
 constexpr uint32_t kVersion = 1;
-constexpr uint32_t kHeaderSize = 20;
+constexpr uint32_t kHeaderSize = 28;
 
-uint32_t crc32(const uint8_t *p, size_t n)
+uint32_t crc32_update(uint32_t crc, const uint8_t *p, size_t n);
+
+// The record's CRC: header bytes 8..23, then the body.
+uint32_t record_crc(const uint8_t *rec, uint32_t body)
+{
+    return crc32_update(crc32_update(0, rec + 8, 16), rec + kHeaderSize, body);
+}
+
+uint32_t crc32_update(uint32_t crc, const uint8_t *p, size_t n)
 {
     static const std::array<uint32_t, 256> table = [] {
         std::array<uint32_t, 256> t{};
@@ -70,7 +80,7 @@ uint32_t crc32(const uint8_t *p, size_t n)
         }
         return t;
     }();
-    uint32_t c = 0xFFFFFFFFu;
+    uint32_t c = crc ^ 0xFFFFFFFFu;
     for (size_t i = 0; i < n; ++i)
         c = table[(c ^ p[i]) & 0xFF] ^ (c >> 8);
     return c ^ 0xFFFFFFFFu;
@@ -207,7 +217,8 @@ void encode_vdc(const Vdc &vdc, std::vector<uint8_t> &out)
     out[count_at + 1] = static_cast<uint8_t>(nports);
 }
 
-std::vector<uint8_t> assemble_state(const Manager &m, const std::array<std::vector<uint8_t>, kVdcCount> &vdcs)
+std::vector<uint8_t> assemble_state(const Manager &m, const std::array<std::vector<uint8_t>, kVdcCount> &vdcs,
+                                    uint64_t generation)
 {
     size_t size = kHeaderSize + 5;
     for (const std::vector<uint8_t> &seg : vdcs)
@@ -217,6 +228,8 @@ std::vector<uint8_t> assemble_state(const Manager &m, const std::array<std::vect
     WireWriter w(out);
     w.bytes(kMagic, sizeof kMagic);
     w.u32(kVersion);
+    w.u32(static_cast<uint32_t>(generation >> 32));
+    w.u32(static_cast<uint32_t>(generation));
     w.u32(0); // body length, patched below
     w.u32(0); // CRC, patched below
     w.u32(m.autostate_disable);
@@ -224,8 +237,8 @@ std::vector<uint8_t> assemble_state(const Manager &m, const std::array<std::vect
     for (const std::vector<uint8_t> &seg : vdcs)
         w.bytes(seg.data(), seg.size());
     const uint32_t body = static_cast<uint32_t>(out.size() - kHeaderSize);
-    w.patch32(12, body);
-    w.patch32(16, crc32(out.data() + kHeaderSize, body));
+    w.patch32(20, body);
+    w.patch32(24, record_crc(out.data(), body));
     return out;
 }
 
@@ -234,7 +247,7 @@ std::vector<uint8_t> encode_state(const Manager &m)
     std::array<std::vector<uint8_t>, kVdcCount> vdcs;
     for (uint16_t i = 0; i < kVdcCount; ++i)
         encode_vdc(m.vdcs[i], vdcs[i]);
-    return assemble_state(m, vdcs);
+    return assemble_state(m, vdcs, 0);
 }
 
 bool decode_state(const uint8_t *data, size_t len, Manager &m, std::string &error)
@@ -247,11 +260,11 @@ bool decode_state(const uint8_t *data, size_t len, Manager &m, std::string &erro
     const uint32_t version = head.u32(8);
     if (version != kVersion)
         return fail(error, "unsupported format version " + std::to_string(version));
-    const uint32_t body = head.u32(12);
+    const uint32_t body = head.u32(20);
     if (uint64_t{body} != len - kHeaderSize)
         return fail(error, "body length " + std::to_string(body) + " does not match the file size " +
                                std::to_string(len));
-    if (crc32(data + kHeaderSize, body) != head.u32(16))
+    if (record_crc(data, body) != head.u32(24))
         return fail(error, "checksum mismatch (file damaged)");
 
     // Decoded into a copy; `m` changes only when the whole file is valid.
@@ -443,6 +456,191 @@ bool write_state_file(const std::vector<uint8_t> &bytes, const std::string &path
                 return fail(error, "cannot flush directory " + dir + ": " + std::strerror(e));
         }
     }
+    return true;
+}
+
+namespace {
+
+// Reads a whole file; false with errno set when it cannot be read.
+bool read_file(const std::string &path, std::vector<uint8_t> &out, bool &missing, std::string &error)
+{
+    missing = false;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ENOENT) {
+            missing = true;
+            return true;
+        }
+        return fail(error, "cannot open " + path + ": " + std::strerror(errno));
+    }
+    struct stat st;
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
+        return fail(error, path + " is not a regular file");
+    }
+    constexpr off_t kMaxSize = 256 * 1024 * 1024;
+    if (st.st_size > kMaxSize) {
+        ::close(fd);
+        return fail(error, path + " is too large to be a saved configuration");
+    }
+    out.resize(static_cast<size_t>(st.st_size));
+    size_t done = 0;
+    while (done < out.size()) {
+        const ssize_t n = ::read(fd, out.data() + done, out.size() - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        done += static_cast<size_t>(n);
+    }
+    ::close(fd);
+    if (done != out.size())
+        return fail(error, "cannot read " + path);
+    return true;
+}
+
+uint64_t generation_of(const uint8_t *rec)
+{
+    WireReader r(rec, kHeaderSize);
+    return (uint64_t{r.u32(12)} << 32) | r.u32(16);
+}
+
+bool write_all(int fd, const std::vector<uint8_t> &bytes)
+{
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        done += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+} // namespace
+
+StateStore::StateStore(std::string path, bool sync) : path_(std::move(path)), log_path_(path_ + ".log"), sync_(sync)
+{
+}
+
+StateStore::~StateStore()
+{
+    if (log_fd_ >= 0)
+        ::close(log_fd_);
+}
+
+bool StateStore::open_log(std::string &error)
+{
+    if (log_fd_ >= 0)
+        return true;
+    log_fd_ = ::open(log_path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | (fresh_log_ ? O_TRUNC : 0),
+                     0644);
+    if (log_fd_ < 0)
+        return fail(error, "cannot open " + log_path_ + ": " + std::strerror(errno));
+    fresh_log_ = false;
+    return true;
+}
+
+bool StateStore::load(Manager &m, bool &restored, std::string &error)
+{
+    restored = false;
+    std::vector<uint8_t> snap, log;
+    bool snap_missing = false, log_missing = false;
+    if (!read_file(path_, snap, snap_missing, error) || !read_file(log_path_, log, log_missing, error))
+        return false;
+    // The newest record: the snapshot's, then any later one of the log.
+    const uint8_t *best = nullptr;
+    size_t best_len = 0;
+    uint64_t best_gen = 0;
+    if (!snap_missing) {
+        if (snap.size() < kHeaderSize || std::memcmp(snap.data(), kMagic, sizeof kMagic) != 0) {
+            return fail(error, path_ + ": " +
+                                   (snap.size() < kHeaderSize
+                                        ? "file too short for its header (" + std::to_string(snap.size()) + " bytes)"
+                                        : std::string("not a saved VLAN manager configuration (bad magic)")));
+        }
+        best = snap.data();
+        best_len = snap.size();
+        best_gen = generation_of(best);
+    }
+    size_t pos = 0;
+    while (pos < log.size()) {
+        const size_t left = log.size() - pos;
+        if (left < kHeaderSize)
+            break; // a record cut short: the last write did not finish
+        const uint8_t *rec = log.data() + pos;
+        if (std::memcmp(rec, kMagic, sizeof kMagic) != 0)
+            return fail(error, log_path_ + ": damaged at offset " + std::to_string(pos));
+        WireReader head(rec, kHeaderSize);
+        const uint32_t body = head.u32(20);
+        if (uint64_t{body} > left - kHeaderSize)
+            break; // cut short
+        const size_t len = kHeaderSize + size_t{body};
+        if (record_crc(rec, body) != head.u32(24)) {
+            if (len == left)
+                break; // the last record, not finished
+            return fail(error, log_path_ + ": checksum mismatch at offset " + std::to_string(pos));
+        }
+        const uint64_t gen = generation_of(rec);
+        if (best == nullptr || gen > best_gen) {
+            best = rec;
+            best_len = len;
+            best_gen = gen;
+        }
+        pos += len;
+    }
+    if (best != nullptr) {
+        std::string why;
+        if (!decode_state(best, best_len, m, why))
+            return fail(error, (best == snap.data() ? path_ : log_path_) + ": " + why);
+        generation_ = best_gen;
+        restored = true;
+        return compact(m, error);
+    }
+    // Nothing valid: the log starts afresh at the first save.
+    fresh_log_ = true;
+    log_bytes_ = 0;
+    return true;
+}
+
+bool StateStore::compact(const Manager &m, std::string &error)
+{
+    std::array<std::vector<uint8_t>, kVdcCount> parts;
+    for (uint16_t i = 0; i < kVdcCount; ++i)
+        encode_vdc(m.vdcs[i], parts[i]);
+    // The snapshot is always flushed: the log is emptied right after it.
+    if (!write_state_file(assemble_state(m, parts, ++generation_), path_, true, error))
+        return false;
+    if (!open_log(error))
+        return false;
+    if (::ftruncate(log_fd_, 0) != 0)
+        return fail(error, "cannot empty " + log_path_ + ": " + std::strerror(errno));
+    log_bytes_ = 0;
+    return true;
+}
+
+bool StateStore::save(const Manager &m, const std::array<std::vector<uint8_t>, kVdcCount> &parts, std::string &error)
+{
+    if (!open_log(error))
+        return false;
+    const std::vector<uint8_t> rec = assemble_state(m, parts, generation_ + 1);
+    if (!write_all(log_fd_, rec)) {
+        const int e = errno;
+        // No half record may stay in front of the next one.
+        if (::ftruncate(log_fd_, static_cast<off_t>(log_bytes_)) != 0) {
+            ::close(log_fd_);
+            log_fd_ = -1;
+        }
+        return fail(error, "cannot write " + log_path_ + ": " + std::strerror(e));
+    }
+    if (sync_ && ::fdatasync(log_fd_) != 0)
+        return fail(error, "cannot flush " + log_path_ + ": " + std::strerror(errno));
+    ++generation_;
+    log_bytes_ += rec.size();
+    if (log_bytes_ >= kCompactBytes)
+        return compact(m, error);
     return true;
 }
 

@@ -19,7 +19,8 @@ std::vector<uint8_t> encode_state(const Manager &m);
 // touched: one VDC's part of the body, and the whole file from the global
 // settings of `m` and the five parts (in VDC order).
 void encode_vdc(const Vdc &vdc, std::vector<uint8_t> &out);
-std::vector<uint8_t> assemble_state(const Manager &m, const std::array<std::vector<uint8_t>, kVdcCount> &vdcs);
+std::vector<uint8_t> assemble_state(const Manager &m, const std::array<std::vector<uint8_t>, kVdcCount> &vdcs,
+                                    uint64_t generation);
 
 // Decodes a saved file into `m`. `m` must hold the ports of the interface
 // table in use: saved ports are matched by interface index (a saved port
@@ -39,6 +40,46 @@ bool write_state_file(const std::vector<uint8_t> &bytes, const std::string &path
 // `restored` false). A file that cannot be read or is not a valid saved
 // configuration: false with `error`, `m` unchanged.
 bool load_state(Manager &m, const std::string &path, bool &restored, std::string &error);
+
+// The manager's saved configuration on disk: a snapshot file at `path` and a
+// log beside it, `path`.log. Every save appends one record, a whole saved
+// state in the file format with the next generation number, to the log (one
+// write of a few kilobytes, flushed with fdatasync when `sync`); when the
+// log passes kCompactBytes, the state is written as the new snapshot
+// (temporary file, fsync, rename, directory fsync) and the log emptied.
+// Restoring takes the record of the highest generation from the snapshot
+// and the log. A record cut short or with a bad checksum at the log's end
+// (a write the process did not finish) is ignored; any other damage refuses
+// the start.
+class StateStore {
+public:
+    static constexpr uint64_t kCompactBytes = 4u << 20;
+
+    StateStore(std::string path, bool sync);
+    ~StateStore();
+    StateStore(const StateStore &) = delete;
+    StateStore &operator=(const StateStore &) = delete;
+
+    // Restores the newest saved state into `m` (ports of the interface table
+    // already in `m`), then compacts: a restored state becomes the snapshot
+    // and the log starts empty. A missing snapshot and log: nothing restored.
+    bool load(Manager &m, bool &restored, std::string &error);
+    // Saves the state made of the global settings of `m` and the VDC parts.
+    bool save(const Manager &m, const std::array<std::vector<uint8_t>, kVdcCount> &parts, std::string &error);
+
+    const std::string &log_path() const { return log_path_; }
+
+private:
+    bool compact(const Manager &m, std::string &error);
+    bool open_log(std::string &error);
+
+    std::string path_, log_path_;
+    bool sync_;
+    int log_fd_ = -1;
+    bool fresh_log_ = false;      // nothing valid in the log: emptied when opened
+    uint64_t generation_ = 0;
+    uint64_t log_bytes_ = 0;
+};
 
 } // namespace vlan_mgrd
 
