@@ -840,6 +840,53 @@ TEST_F(EngineTest, AutostateAndRequestResponseHandlers)
     EXPECT_FALSE(c.any());
 }
 
+TEST_F(EngineTest, LargeChangesGoInOneNotificationEach)
+{
+    Engine &e = start();
+    Vdc &vdc = e.manager().vdc(1);
+    ChangeSet c;
+    for (uint32_t v = 2; v <= kVlanMax; ++v) {
+        if (vdc.reserved.test(v))
+            continue;
+        vdc.vlans[v].created = true;
+        c.mark_created(1, v);
+    }
+    for (Port &p : vdc.ports) {
+        p.mode = VLAN_MGR_PORT_MODE_TRUNK;
+        c.mark_port(1, p.if_index);
+    }
+    std::vector<Notification> notes;
+    ASSERT_EQ(e.apply(c, notes), 0u);
+    ASSERT_EQ(notes.size(), 2u);
+    mts_msg_hdl_t m = deliver(notes[0]);
+    vlan_create_notif2_t *recs = nullptr;
+    uint32_t count = 0;
+    ASSERT_EQ(vlan_mgr_parse_create_notification_msg(&m, &recs, &count, std::malloc), 0u);
+    ASSERT_EQ(count, 3966u); // 2..3967
+    EXPECT_EQ(recs[3965].vdc_vlan.vlan_id, 3967u);
+    EXPECT_STREQ(recs[3965].name, "VLAN3967");
+    std::free(recs);
+    mts_drop(sub_, &m);
+
+    m = deliver(notes[1]);
+    void *raw = nullptr;
+    ASSERT_EQ(vlan_mgr_parse_notification_msg(&m, &raw, &count, std::malloc), 0u);
+    ASSERT_EQ(count, 48u);
+    auto *pm = static_cast<vlan_mgr_notif_5c24_t *>(raw);
+    EXPECT_EQ(pm[47].if_index, 0x01010030u);
+    EXPECT_EQ(bit_count(pm[47].bitmap[0]), kVlanMax);
+    EXPECT_EQ(bit_count(pm[47].bitmap[1]), 3967u); // created ones: 1..3967
+    std::free(raw);
+    mts_drop(sub_, &m);
+
+    close_dbs();
+    uint32_t ports[1] = {0x01010030};
+    uint32_t *entries = nullptr;
+    ASSERT_EQ(vlan_mgr_sdb_get_port_trunking_memb(1, ports, 1, &entries), 0u);
+    EXPECT_EQ(bit_count(reinterpret_cast<vlan_mgr_sdb_trunking_memb_t *>(entries)->bitmap2), 3967u);
+    std::free(entries);
+}
+
 // 4094 single-VLAN changes, each saved and published, as the daemon's
 // benchmark drives them; prints the time per change.
 TEST_F(EngineTest, ManySingleVlanChanges)
