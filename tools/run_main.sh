@@ -39,7 +39,7 @@ cleanup() {
 }
 trap cleanup EXIT
 
-"$vlan_mgrd" --foreground > "$work/vlan_mgrd.log" 2>&1 &
+"$vlan_mgrd" --foreground --state "$work/vlan_mgrd.state" > "$work/vlan_mgrd.log" 2>&1 &
 mgrd_pid=$!
 for _ in $(seq 1 500); do
   [ -s "$VLAN_MGR_RUN_DIR/vlan_mgrd.pid" ] && break

@@ -18,10 +18,12 @@ namespace vlanctl {
 namespace {
 
 // What the manager's records carry where the library gives only numbers.
-// VLAN info: attribute words 1..6 (index 0..5).
+// VLAN info: attribute words 1..6 (index 0..5): type, mode word, BD id,
+// segment id, primary VLAN, state.
 constexpr size_t kInfoAttrType = 0;     // VLAN type (VLAN_MGR_VLAN_TYPE_*)
-constexpr size_t kInfoAttrPrimary = 1;  // a secondary's primary VLAN, else 0
+constexpr size_t kInfoAttrPrimary = 4;  // a secondary's primary VLAN, else 0
 constexpr size_t kInfoAttrState = 5;    // 1 active, 2 suspended
+constexpr uint32_t kStateSuspended = 2;
 
 // A payload made by a builder: malloc'ed, freed here.
 struct Payload {
@@ -272,13 +274,14 @@ void Client::update_access(const vlan_mgr_apps::IfEntry &port, uint32_t op, uint
         refused(st);
 }
 
-void Client::update_trunk(const vlan_mgr_apps::IfEntry &port, int32_t op, uint32_t vlan,
+void Client::update_trunk(const vlan_mgr_apps::IfEntry &port, int32_t op, uint32_t vlan, uint16_t value,
                           const std::vector<uint32_t> &vlans)
 {
     trunking_update_input in;
     std::memset(&in, 0, sizeof in);
     in.vdc_vlan.vdc_id = vdc_;
     in.vdc_vlan.vlan_id = vlan;
+    in.id = value;
     in.bitmap = to_bitmap(vlans);
     Payload req;
     check_built(vlan_update_port_trunking_memb_build_mts(&port.if_index, 1, &in, op, &req.data, &req.len));
@@ -295,6 +298,11 @@ void Client::update_trunk(const vlan_mgr_apps::IfEntry &port, int32_t op, uint32
     const uint32_t st = vlan_update_port_trunking_memb_parse_reply(&result.ptr, reply.data());
     if (st != 0)
         refused(st);
+    // The reply's status stays 0 for a request that was read: each port's
+    // outcome is word 2 of its pair.
+    for (uint32_t i = 0; i < result.ptr->count; ++i)
+        if (result.ptr->pairs[i].word_2 != 0)
+            refused(result.ptr->pairs[i].word_2);
 }
 
 // ---- Client: queries -----------------------------------------------------------
@@ -331,7 +339,7 @@ VlanView Client::view_of(uint32_t id, const void *info)
     }
     v.type = r.attr[kInfoAttrType];
     v.primary = r.attr[kInfoAttrPrimary];
-    v.status = r.attr[kInfoAttrState] == 2 ? "suspended" : "active";
+    v.status = r.attr[kInfoAttrState] == kStateSuspended ? "suspended" : "active";
     return v;
 }
 
@@ -425,7 +433,7 @@ SwitchportView Client::switchport(const vlan_mgr_apps::IfEntry &port)
     v.name = port.name;
     const uint32_t ifx = port.if_index;
 
-    { // mode, access VLAN, native VLAN
+    { // mode, voice VLAN, access VLAN, native VLAN
         Payload req;
         check_built(vlan_get_port_memb_build_mts(&ifx, 1, &req.data, &req.len));
         const std::vector<uint8_t> reply = t_.request(VLAN_MGR_OPC_PORT_MEMB, req.data, req.len);
@@ -434,14 +442,15 @@ SwitchportView Client::switchport(const vlan_mgr_apps::IfEntry &port)
         const uint32_t st = vlan_get_port_memb_parse_reply(&records.ptr, &count, reply.data(), len_of(reply));
         if (st != 0)
             refused(st);
-        if (count < 1)
+        if (count < 1 || records.ptr == nullptr)
             refused(VLAN_MGR_ERR_NO_ENTRIES);
         const port_memb &m = *static_cast<const port_memb *>(records.ptr);
         v.mode = m.word_1;
+        v.voice_vlan = m.word_2;
         v.access_vlan = m.vlan_a.vlan_id;
         v.native_vlan = m.vlan_b.vlan_id;
     }
-    { // allowed and active VLANs
+    { // the allowed VLANs, configured and active
         Payload req;
         check_built(vlan_get_port_trunking_memb_build_mts(&ifx, 1, &req.data, &req.len));
         const std::vector<uint8_t> reply = t_.request(VLAN_MGR_OPC_PORT_TRUNKING_MEMB, req.data, req.len);
@@ -450,23 +459,11 @@ SwitchportView Client::switchport(const vlan_mgr_apps::IfEntry &port)
         const uint32_t st = vlan_get_port_trunking_memb_parse_reply(&records.ptr, &count, reply.data(), len_of(reply));
         if (st != 0)
             refused(st);
-        if (count < 1)
+        if (count < 1 || records.ptr == nullptr)
             refused(VLAN_MGR_ERR_NO_ENTRIES);
         const port_trunking_memb &t = *static_cast<const port_trunking_memb *>(records.ptr);
         v.allowed = from_bitmap(t.bitmap_1);
         v.active = from_bitmap(t.bitmap_2);
-    }
-    { // voice VLAN
-        Payload req;
-        check_built(vlan_get_port_voice_vlan_memb_build_mts(&ifx, 1, &req.data, &req.len));
-        const std::vector<uint8_t> reply = t_.request(VLAN_MGR_OPC_PORT_VOICE_VLAN_MEMB, req.data, req.len);
-        Owned<void> records;
-        uint32_t count = 0;
-        const uint32_t st = vlan_get_port_voice_vlan_memb_parse_reply(&records.ptr, &count, reply.data(), len_of(reply));
-        if (st != 0 && st != VLAN_MGR_ERR_NO_ENTRIES)
-            refused(st);
-        if (st == 0 && count >= 1)
-            v.voice_vlan = static_cast<const port_vdc_vlan *>(records.ptr)->vdc_vlan.vlan_id;
     }
     return v;
 }

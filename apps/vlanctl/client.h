@@ -70,8 +70,9 @@ public:
     void associate(uint32_t primary, const std::vector<uint32_t> &secondaries, bool add);
     // Access-membership update of one port: `op` as the manager defines it.
     void update_access(const vlan_mgr_apps::IfEntry &port, uint32_t op, uint32_t vlan);
-    // Trunking-membership update of one port.
-    void update_trunk(const vlan_mgr_apps::IfEntry &port, int32_t op, uint32_t vlan,
+    // Trunking-membership update of one port: the record's VLAN, 16-bit
+    // value and bitmap, each used by the operations that need it.
+    void update_trunk(const vlan_mgr_apps::IfEntry &port, int32_t op, uint32_t vlan, uint16_t value,
                       const std::vector<uint32_t> &vlans);
 
     // ---- Queries.

@@ -28,9 +28,8 @@ constexpr uint32_t kAccessOpVoiceVlan = 9;  // voice VLAN of the ports
 constexpr int32_t kTrunkOpSet = 2;          // allowed VLANs := the bitmap
 constexpr int32_t kTrunkOpAdd = 3;          // allowed VLANs += the bitmap
 constexpr int32_t kTrunkOpRemove = 4;       // allowed VLANs -= the bitmap
-constexpr int32_t kTrunkOpNative = 5;       // native VLAN := the VLAN of the record
-constexpr int32_t kTrunkOpModeTrunk = 11;   // port mode trunk
-constexpr int32_t kTrunkOpModeAccess = 12;  // port mode access
+constexpr int32_t kTrunkOpNative = 9;       // native VLAN := the record's VLAN
+constexpr int32_t kTrunkOpMode = 12;        // mode := the record's 16-bit value
 
 constexpr size_t kNameMax = 32;
 
@@ -232,11 +231,12 @@ int run(int argc, char **argv)
                 client.update_access(port, kAccessOpVoiceVlan, vlan_arg(a.vlan));
             } else if (iallowed_vlan->parsed()) {
                 const int32_t op = a.action == "add" ? kTrunkOpAdd : a.action == "remove" ? kTrunkOpRemove : kTrunkOpSet;
-                client.update_trunk(port, op, 0, vlan_list_arg(a.list));
+                client.update_trunk(port, op, 0, 0, vlan_list_arg(a.list));
             } else if (inative_vlan->parsed()) {
-                client.update_trunk(port, kTrunkOpNative, vlan_arg(a.vlan), {});
+                client.update_trunk(port, kTrunkOpNative, vlan_arg(a.vlan), 0, {});
             } else if (imode->parsed()) {
-                client.update_trunk(port, a.mode == "trunk" ? kTrunkOpModeTrunk : kTrunkOpModeAccess, 0, {});
+                const uint16_t mode = a.mode == "trunk" ? VLAN_MGR_PORT_MODE_TRUNK : VLAN_MGR_PORT_MODE_ACCESS;
+                client.update_trunk(port, kTrunkOpMode, 0, mode, {});
             }
         }
         // show ...

@@ -24,8 +24,8 @@ struct SwitchportView {
     uint32_t access_vlan = 0;        // 0: none
     uint32_t native_vlan = 0;        // 0: none
     uint32_t voice_vlan = 0;         // 0: none
-    std::vector<uint32_t> allowed;   // trunk: configured allowed VLANs
-    std::vector<uint32_t> active;    // VLANs the port carries now
+    std::vector<uint32_t> allowed;   // trunk: the allowed VLANs (configured)
+    std::vector<uint32_t> active;    // trunk: the allowed VLANs that exist and are active
 };
 
 struct BdView {

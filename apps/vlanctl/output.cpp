@@ -198,7 +198,7 @@ std::string render_switchport(const SwitchportView &p)
                           {"Trunking native VLAN", vlan_or_none(p.native_vlan)},
                           {"Trunking VLANs allowed", list_or_none(p.allowed)},
                           {"Voice VLAN", vlan_or_none(p.voice_vlan)},
-                          {"Active VLANs", list_or_none(p.active)}});
+                          {"Trunking VLANs active", list_or_none(p.active)}});
 }
 
 Json switchport_json(const SwitchportView &p)

@@ -117,7 +117,7 @@ std::vector<std::string> describe_notification(const mts_msg_hdl_t &msg,
         const auto *recs = static_cast<const vlan_mgr_notif_5c24_t *>(owned.ptr);
         for (uint32_t i = 0; i < count; ++i)
             lines.push_back("port vdc " + std::to_string(recs[i].vdc_id) + " " +
-                            port_name(iftable, recs[i].if_index) + " vlans " +
+                            port_name(iftable, recs[i].if_index) + " mode " + port_mode_name(recs[i].v8) + " vlans " +
                             or_none(from_bitmap(recs[i].bitmap[0])) + " active " +
                             or_none(from_bitmap(recs[i].bitmap[1])));
         return lines;

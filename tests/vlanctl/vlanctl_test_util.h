@@ -101,10 +101,12 @@ protected:
         std::filesystem::remove_all(dir_, ec);
     }
 
-    // Starts vlan_mgrd --foreground and waits for its pid file.
+    // Starts vlan_mgrd --foreground, its configuration saved in the temp
+// directory, and waits for its pid file.
     void start_daemon()
     {
-        daemon_ = spawn({VLAN_MGRD_BIN, "--foreground"}, dir_ + "/mgrd.out", dir_ + "/mgrd.err");
+        daemon_ = spawn({VLAN_MGRD_BIN, "--foreground", "--state", dir_ + "/state/vlan_mgrd.state"}, dir_ + "/mgrd.out",
+                        dir_ + "/mgrd.err");
         const std::string pidfile = run_ + "/vlan_mgrd.pid";
         for (int i = 0; i < 1000; ++i) {
             if (std::filesystem::exists(pidfile) && !read_file(pidfile).empty())
