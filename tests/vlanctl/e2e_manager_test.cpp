@@ -38,9 +38,10 @@ protected:
 
 TEST_F(VlanctlManager, FreshManagerHasVlan1WithEveryPort)
 {
-    expect_output({"show", "vlan", "brief"}, "VLAN  Name     Status  Ports\n"
-                                             "----  -------  ------  --------------\n"
-                                             "1     default  active  Eth1/1-48\n");
+    // VLAN 1 answers to its default name, like every VLAN without one.
+    expect_output({"show", "vlan", "brief"}, "VLAN  Name      Status  Ports\n"
+                                             "----  --------  ------  ---------\n"
+                                             "1     VLAN0001  active  Eth1/1-48\n");
 }
 
 TEST_F(VlanctlManager, ShowVlanBriefAfterChanges)
@@ -48,7 +49,7 @@ TEST_F(VlanctlManager, ShowVlanBriefAfterChanges)
     configure();
     expect_output({"show", "vlan", "brief"}, "VLAN  Name      Status  Ports\n"
                                              "----  --------  ------  ---------\n"
-                                             "1     default   active  Eth1/6-48\n"
+                                             "1     VLAN0001  active  Eth1/6-48\n"
                                              "10    VLAN0010  active  Eth1/1-4\n"
                                              "20    web       active  Eth1/5\n"
                                              "21    VLAN0021  active  Eth1/5\n"
@@ -99,7 +100,7 @@ TEST_F(VlanctlManager, ShowVlanWithTypesAndPrivateVlans)
     ok({"vlan", "private-vlan", "100", "add", "101-102"});
     expect_output({"show", "vlan"}, "VLAN  Name      Status  Ports\n"
                                     "----  --------  ------  ---------\n"
-                                    "1     default   active  Eth1/1-48\n"
+                                    "1     VLAN0001  active  Eth1/1-48\n"
                                     "100   VLAN0100  active\n"
                                     "101   VLAN0101  active\n"
                                     "102   VLAN0102  active\n"
@@ -132,7 +133,7 @@ TEST_F(VlanctlManager, ShowVlanBriefJson)
                      "  \"vlans\": [\n"
                      "    {\n"
                      "      \"id\": 1,\n"
-                     "      \"name\": \"default\",\n"
+                     "      \"name\": \"VLAN0001\",\n"
                      "      \"status\": \"active\",\n"
                      "      \"type\": \"normal\",\n"
                      "      \"primary\": null,\n"
@@ -166,7 +167,7 @@ TEST_F(VlanctlManager, ShowInterfaceSwitchport)
                                                                      "Trunking native VLAN   : 20\n"
                                                                      "Trunking VLANs allowed : 10,20-24\n"
                                                                      "Voice VLAN             : none\n"
-                                                                     "Active VLANs           : 10,20-24\n");
+                                                                     "Trunking VLANs active  : 10,20-24\n");
     ok({"interface", "Ethernet1/1", "voice", "vlan", "21"});
     expect_output({"show", "interface", "eth1/1", "switchport", "--json"},
                   "{\n"
@@ -176,7 +177,7 @@ TEST_F(VlanctlManager, ShowInterfaceSwitchport)
                   "  \"native_vlan\": 1,\n"
                   "  \"allowed_vlans\": \"1-4094\",\n"
                   "  \"voice_vlan\": 21,\n"
-                  "  \"active_vlans\": \"10,21\"\n"
+                  "  \"active_vlans\": \"1,10,20-25\"\n"
                   "}\n");
 }
 
@@ -199,9 +200,16 @@ TEST_F(VlanctlManager, RefusalsListTheFailingVlans)
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "Error: VLAN does not exist (0x411000c3)\n"
                      "  VLAN 10: VLAN does not exist (0x411000c3)\n");
-    r = ctl({"interface", "Ethernet1/1", "access", "vlan", "77"});
+    r = ctl({"interface", "Ethernet1/1", "access", "vlan", "4000"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "Error: VLAN does not exist (0x411000c3)\n");
+    EXPECT_EQ(r.err, "Error: VLAN is reserved (0x411000c2)\n");
+    r = ctl({"interface", "Ethernet1/2", "trunk", "allowed", "vlan", "add", "10,4000"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Error: VLAN is reserved (0x411000c2)\n");
+    r = ctl({"vlan", "private-vlan", "10", "add", "11"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Error: VLAN does not exist (0x411000c3)\n"
+                     "  VLAN 11: VLAN does not exist (0x411000c3)\n");
     r = ctl({"show", "vlan", "id", "77"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
@@ -231,10 +239,13 @@ TEST_F(VlanctlManager, ShowBdFromTheDatabase)
                                                    "    }\n"
                                                    "  ]\n"
                                                    "}\n");
+    // A deleted VLAN's record leaves the database.
     ok({"vlan", "delete", "300"});
     const Result r = ctl({"show", "bd", "300"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "Error: shared database: no such record (0x411a0007)\n"
+                     "  VLAN 300: shared database: no such record (0x411a0007)\n");
 }
 
 TEST_F(VlanctlManager, ShowVlanSummaryJson)
@@ -253,8 +264,12 @@ TEST_F(VlanctlManager, ShowVlanSummaryJson)
 TEST_F(VlanctlManager, ShowVlanReserved)
 {
     expect_output({"show", "vlan", "reserved"}, "Reserved VLANs     : 3968-4094\n"
-                                                "Configured range   : 3968-4095\n"
-                                                "Range after reload : 3968-4095\n");
+                                                "Configured range   : 3968-4094\n"
+                                                "Range after reload : 3968-4094\n");
+    const Result r = ctl({"vlan", "create", "3968"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Error: VLAN is reserved (0x411000c2)\n"
+                     "  VLAN 3968: VLAN is reserved (0x411000c2)\n");
 }
 
 TEST_F(VlanctlManager, OtherVdcHasItsOwnVlans)

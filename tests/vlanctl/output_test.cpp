@@ -115,7 +115,7 @@ TEST(VlanctlOutput, SwitchportTextAndJson)
                                     "Trunking native VLAN   : 1\n"
                                     "Trunking VLANs allowed : 20-22\n"
                                     "Voice VLAN             : none\n"
-                                    "Active VLANs           : 20-21\n");
+                                    "Trunking VLANs active  : 20-21\n");
     EXPECT_EQ(switchport_json(p).dump(), R"({"name":"Ethernet1/5","mode":"trunk","access_vlan":1,"native_vlan":1,)"
                                          R"("allowed_vlans":"20-22","voice_vlan":null,"active_vlans":"20-21"})");
 }
