@@ -35,6 +35,12 @@ void dispatch(Manager &m, const Request &req, Reply &reply, ChangeSet &changes)
         reply_status(reply, VLAN_MGR_ERR_UNKNOWN_REQUEST);
         return;
     }
+    // Handlers act on the requester's own VDC when the request names none,
+    // so a sender outside 1..5 is refused before any of them runs.
+    if (!Manager::vdc_valid(req.src_vdc)) {
+        reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
+        return;
+    }
     e->fn(m, req, reply, changes);
 }
 

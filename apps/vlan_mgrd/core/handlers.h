@@ -45,7 +45,9 @@ std::span<const HandlerEntry> misc_handlers();
 const HandlerEntry *find_handler(uint32_t opcode);
 
 // Runs the request: the handler's reply, or the 4-byte status
-// VLAN_MGR_ERR_UNKNOWN_REQUEST for an opcode nobody serves.
+// VLAN_MGR_ERR_UNKNOWN_REQUEST for an opcode nobody serves, or
+// VLAN_MGR_ERR_VDC_MISMATCH when the requester's VDC is outside 1..5 (so a
+// handler may index m.vdc(req.src_vdc) without checking it).
 void dispatch(Manager &m, const Request &req, Reply &reply, ChangeSet &changes);
 
 // A reply that is a bare status word (big-endian).
