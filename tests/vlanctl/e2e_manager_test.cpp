@@ -311,6 +311,39 @@ TEST_F(VlanctlManager, WatchStopsOnSigterm)
     EXPECT_EQ(vlanctl_test::read_file(out), "");
 }
 
+TEST_F(VlanctlManager, ManagerThatDoesNotAnswerTimesOut)
+{
+    ASSERT_EQ(kill(daemon_, SIGSTOP), 0);
+    const auto start = std::chrono::steady_clock::now();
+    const Result r = ctl({"--timeout", "300", "show", "vlan"});
+    const auto took = std::chrono::steady_clock::now() - start;
+    kill(daemon_, SIGCONT);
+    EXPECT_EQ(r.status, 3);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "Error: VLAN manager not reachable: message transport: no reply within the time-out\n");
+    EXPECT_LT(took, std::chrono::milliseconds(1800)); // not the environment's 2000 ms
+}
+
+TEST_F(VlanctlManager, HistoryOfTheManager)
+{
+    const std::string pid = vlanctl_test::read_file(run_ + "/vlan_mgrd.pid");
+    const std::string n = pid.substr(0, pid.find('\n'));
+    const Result r = ctl({"history"});
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    // The entry's header carries its time; its text and the summary are exact.
+    EXPECT_NE(r.out.find("] VLAN_MGR_EVENT_DONE_INIT, length "), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("\n    vlan_mgrd started, pid " + n + ", run directory " + run_ + ", state " + dir_ +
+                         "/state/vlan_mgrd.state\n"),
+              std::string::npos)
+        << r.out;
+    const std::string last = "-- pid " + n + ": 1 events recorded, 1 shown, 0 overwritten, 0 skipped while being written\n";
+    ASSERT_GE(r.out.size(), last.size());
+    EXPECT_EQ(r.out.substr(r.out.size() - last.size()), last);
+    // The same through the process id.
+    EXPECT_EQ(ctl({"history", n}).out, r.out);
+}
+
 TEST_F(VlanctlManager, StoppedManagerGivesExit3)
 {
     stop_daemon();
