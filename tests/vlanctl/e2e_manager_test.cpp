@@ -300,6 +300,38 @@ TEST_F(VlanctlManager, WatchPrintsTheRecordsOfAChange)
                                             "create vdc 1 vlan 41 bd 41 name VLAN0041\n");
 }
 
+TEST_F(VlanctlManager, WatchPrintsRenamesAndPortChanges)
+{
+    ok({"vlan", "create", "40"});
+    const std::string out = dir_ + "/watch.out", err = dir_ + "/watch.err";
+    const pid_t w = vlanctl_test::spawn({VLANCTL_BIN, "watch", "--count", "3"}, out, err);
+    for (int i = 0; i < 500 && vlanctl_test::read_file(err).empty(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    ok({"vlan", "name", "40", "x"});
+    ok({"interface", "eth1/7", "mode", "trunk"});
+    ok({"interface", "eth1/7", "trunk", "allowed", "vlan", "set", "40"});
+    EXPECT_EQ(vlanctl_test::wait_exit(w, 10000), 0);
+    EXPECT_EQ(vlanctl_test::read_file(out), "config vdc 1 vlan 40 name x\n"
+                                            "port vdc 1 Ethernet1/7 mode trunk vlans 1-4094 active 1,40\n"
+                                            "port vdc 1 Ethernet1/7 mode trunk vlans 40 active 40\n");
+}
+
+TEST_F(VlanctlManager, LongPortListsWrapInTheTable)
+{
+    ok({"vlan", "create", "40", "--name", "x"});
+    for (int p = 1; p <= 23; p += 2)
+        ok({"interface", "Ethernet1/" + std::to_string(p), "access", "vlan", "40"});
+    expect_output({"show", "vlan", "brief"}, "VLAN  Name      Status  Ports\n"
+                                             "----  --------  ------  ------------------------------------------------\n"
+                                             "1     VLAN0001  active  Eth1/2, Eth1/4, Eth1/6, Eth1/8, Eth1/10,\n"
+                                             "                        Eth1/12, Eth1/14, Eth1/16, Eth1/18, Eth1/20,\n"
+                                             "                        Eth1/22, Eth1/24-48\n"
+                                             "40    x         active  Eth1/1, Eth1/3, Eth1/5, Eth1/7, Eth1/9, Eth1/11,\n"
+                                             "                        Eth1/13, Eth1/15, Eth1/17, Eth1/19, Eth1/21,\n"
+                                             "                        Eth1/23\n");
+}
+
 TEST_F(VlanctlManager, WatchStopsOnSigterm)
 {
     const std::string out = dir_ + "/watch.out", err = dir_ + "/watch.err";
