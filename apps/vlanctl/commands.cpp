@@ -2,9 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <functional>
-#include <iostream>
 #include <string>
 
 #include <CLI/CLI.hpp>
