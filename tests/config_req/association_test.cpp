@@ -1,10 +1,12 @@
 // Private-VLAN association: the single and multi builders, their replies and
 // the _local forms.
-#include "config_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/config_req.h>
 
 namespace {
 
-using namespace cfgtest;
+using namespace reqtest;
 
 // A 532-byte entry: the head written out, then the bitmap field with the
 // given bytes of the bit array set.

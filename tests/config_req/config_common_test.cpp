@@ -1,11 +1,13 @@
 // The helpers shared by the configuration request families.
-#include "config_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/config_req.h>
 
 #include "config_req/config_common.h"
 
 namespace {
 
-using namespace cfgtest;
+using namespace reqtest;
 using namespace vlan_mgr::config;
 
 TEST(ConfigCommon, DecodePairsAllocatesAndSwapsEachWord)

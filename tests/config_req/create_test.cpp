@@ -1,9 +1,11 @@
 // VLAN create: request builder, reply parser and the create/update reply parser.
-#include "config_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/config_req.h>
 
 namespace {
 
-using namespace cfgtest;
+using namespace reqtest;
 
 const uint32_t kVlan10[] = {10};
 const char *const kName33 = "abcdefghijklmnopqrstuvwxyz0123456";  // 33 characters

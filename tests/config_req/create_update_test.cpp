@@ -1,9 +1,11 @@
 // The create/update request record: allocation, default init and count.
-#include "config_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/config_req.h>
 
 namespace {
 
-using namespace cfgtest;
+using namespace reqtest;
 
 TEST(CreateUpdateReq, ZeroEntriesAllocateTwoBytesHoldingCountZero)
 {

@@ -1,9 +1,11 @@
 // VLAN delete and delete-range: builders, reply parsers and their _local forms.
-#include "config_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/config_req.h>
 
 namespace {
 
-using namespace cfgtest;
+using namespace reqtest;
 
 using Builder = uint32_t (*)(uint16_t, uint32_t, const uint32_t *, void **, uint32_t *);
 using LocalBuilder = uint32_t (*)(uint32_t, const uint32_t *, void **, uint32_t *);

@@ -1,9 +1,11 @@
 // VLAN names: the name-to-id builder and parsers, and the default VLAN name.
-#include "config_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/config_req.h>
 
 namespace {
 
-using namespace cfgtest;
+using namespace reqtest;
 
 const char *const kName32 = "abcdefghijklmnopqrstuvwxyz012345";  // 32 characters
 const char *const kName33 = "abcdefghijklmnopqrstuvwxyz0123456"; // 33 characters

@@ -1,9 +1,11 @@
 // The reserved-check exchange: request parser and reply builder.
-#include "config_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/config_req.h>
 
 namespace {
 
-using namespace cfgtest;
+using namespace reqtest;
 
 // VDC 3, two unused bytes, check words 0x11223344 and 0x55667788.
 const Bytes kRequest = {0x00, 0x03, 0xFF, 0xFF, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88};
@@ -58,7 +60,7 @@ TEST(RsvdCheckParse, ShorterPayloadIsTruncatedWithoutCommonReplyRules)
             EXPECT_EQ(w2, 9u);
             return st;
         },
-        false);
+        every_cut_truncated);
 }
 
 TEST(RsvdCheckBuild, SixteenBytesWithBytesTwoAndThreeZero)

@@ -1,10 +1,12 @@
 // VLAN type change: builder, its _local form, and the reply parsers that
 // decode the delete reply.
-#include "config_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/config_req.h>
 
 namespace {
 
-using namespace cfgtest;
+using namespace reqtest;
 
 Bytes type_change_request(uint8_t vdc, uint8_t type, uint8_t count,
                           std::initializer_list<std::pair<size_t, uint8_t>> bits)

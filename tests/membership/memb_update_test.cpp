@@ -4,6 +4,7 @@
 
 namespace {
 
+using namespace reqtest;
 using namespace membtest;
 
 // ---- Access update builder ------------------------------------------------------------

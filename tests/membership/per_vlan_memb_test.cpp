@@ -4,6 +4,7 @@
 
 namespace {
 
+using namespace reqtest;
 using namespace membtest;
 
 using Builder = uint32_t (*)(const vdc_vlan_id_t *, uint32_t, void **, uint32_t *);
@@ -21,13 +22,6 @@ const Parser kParsers[] = {vlan_get_per_vlan_trunking_memb_info_parse_reply,
 const LocalParser kLocalParsers[] = {vlan_get_per_vlan_trunking_memb_info_parse_reply_local,
                                      vlan_get_per_vlan_access_memb_info_parse_reply_local,
                                      vlan_get_per_vlan_memb_info_parse_reply_local};
-
-void set_reporting_on()
-{
-    syslog_fac_LOG_VLAN_MGR.current_level = 7;
-    tp::set_debug(100, true);
-    tp::set_debug(102, true);
-}
 
 // ---- Full builder ---------------------------------------------------------------
 
@@ -66,7 +60,7 @@ TEST(PerVlanBuild, NoKeysOrCountZeroIsInvalidBeforeTheVdcIsFetched)
 TEST(PerVlanBuild, BadVlanIdOfALaterKeyIsReportedAndNothingAllocated)
 {
     tp::state().vdc_id = 1;
-    set_reporting_on();
+    all_channels_on();
     const vdc_vlan_id_t keys[] = {{1, 10}, {1, 4095}};
     void *p = &p;
     uint32_t len = 77;
@@ -92,7 +86,7 @@ TEST(PerVlanBuild, VlanZeroIsRefusedAtDefaultLevelsOnTheHistoryOnly)
 TEST(PerVlanBuild, KeyOfAnotherVdcIsReportedWithItsEntry)
 {
     tp::state().vdc_id = 1;
-    set_reporting_on();
+    all_channels_on();
     const vdc_vlan_id_t keys[] = {{1, 10}, {2, 20}};
     void *p = &p;
     uint32_t len = 77;
@@ -108,7 +102,7 @@ TEST(PerVlanBuild, KeyOfAnotherVdcIsReportedWithItsEntry)
 TEST(PerVlanBuild, TheVdcOfAKeyIsCheckedBeforeItsVlan)
 {
     tp::state().vdc_id = 1;
-    set_reporting_on();
+    all_channels_on();
     const vdc_vlan_id_t keys[] = {{3, 4095}};
     void *p = &p;
     uint32_t len = 77;
@@ -175,7 +169,7 @@ TEST(PerVlanBuildLocal, FetchesTheVdcEvenForAnInvalidList)
 TEST(PerVlanBuildLocal, BadVlanLeavesThePayloadWrittenUpToIt)
 {
     tp::state().vdc_id = 3;
-    set_reporting_on();
+    all_channels_on();
     const int32_t vlans[] = {10, 0, 20};
     void *p = nullptr;
     uint32_t len = 0;
@@ -196,7 +190,7 @@ TEST(PerVlanBuildLocal, NegativeAndTooHighIdsAreRefused)
     for (int32_t bad : {-1, 4095}) {
         tp::reset();
         tp::state().vdc_id = 1;
-        set_reporting_on();
+        all_channels_on();
         const int32_t vlans[] = {bad};
         void *p = nullptr;
         uint32_t len = 0;

@@ -4,6 +4,7 @@
 
 namespace {
 
+using namespace reqtest;
 using namespace membtest;
 
 using Builder = uint32_t (*)(const uint32_t *, uint32_t, void **, uint32_t *);

@@ -2,15 +2,16 @@
 // _local forms, and the shared reply parser with its _local form.
 #include <cstdio>
 
-#include "query_test_util.h"
+#include "../common/request_test_util.h"
 
 #include <vlan_mgr/bd_db.h>
+#include <vlan_mgr/query_req.h>
 
 #include "bd_db/bd_cache.h"
 
 namespace {
 
-using namespace qtest;
+using namespace reqtest;
 
 std::string hex_of(const void *p)
 {
@@ -88,7 +89,7 @@ TEST(CreatedBuild, TwoVdcIdsAreReportedAndInvalid)
         EXPECT_EQ(p, &p);
         EXPECT_EQ(len, 77u);
         const std::string text = " pid " + pid_text() + ", vdc_id_p 0x" + hex_of(vdcs) + ", num_entries 2\n";
-        expect_report(100, "vlan_mgr" + text, true, "ERROR_MSG", 3, text, true);
+        expect_report(100, "vlan_mgr" + text, text, "ERROR_MSG", 3, true, true);
     }
     EXPECT_EQ(tp::alloc_calls(), 0);
 }
@@ -102,14 +103,14 @@ TEST(CreatedBuild, NullArrayOrCountZeroIsReportedAndInvalid)
         uint32_t len = 77;
         EXPECT_EQ(build(nullptr, 1, &p, &len), 0x41100003u);
         const std::string text = " pid " + pid_text() + ", vdc_id_p 0x0, num_entries 1\n";
-        expect_report(100, "vlan_mgr" + text, true, "ERROR_MSG", 3, text, true);
+        expect_report(100, "vlan_mgr" + text, text, "ERROR_MSG", 3, true, true);
 
         tp::reset();
         syslog_fac_LOG_VLAN_MGR.current_level = 2;
         const uint16_t vdc = 1;
         EXPECT_EQ(build(&vdc, 0, &p, &len), 0x41100003u);
-        expect_report(100, "vlan_mgr pid " + pid_text() + ", vdc_id_p 0x" + hex_of(&vdc) + ", num_entries 0\n", false,
-                      "ERROR_MSG", 3, "", false);
+        expect_report(100, "vlan_mgr pid " + pid_text() + ", vdc_id_p 0x" + hex_of(&vdc) + ", num_entries 0\n", "",
+                      "ERROR_MSG", 3, false, false);
         EXPECT_EQ(p, &p);
         EXPECT_EQ(len, 77u);
         EXPECT_EQ(tp::state().vdc_get_calls, 0);
@@ -129,8 +130,8 @@ TEST(CreatedBuild, ForeignVdcIsAMismatch)
         EXPECT_EQ(build(&vdc, 1, &p, &len), 0x41100013u);
         EXPECT_EQ(p, &p);
         EXPECT_EQ(len, 77u);
-        expect_report(100, "vlan_mgr pid " + pid_text() + ", vdcID 4, local vdcID 1\n", true, "ERROR_MSG", 3,
-                      " pid " + pid_text() + ", vdcID 4, local vdcID 1\n", true);
+        expect_report(100, "vlan_mgr pid " + pid_text() + ", vdcID 4, local vdcID 1\n",
+                      " pid " + pid_text() + ", vdcID 4, local vdcID 1\n", "ERROR_MSG", 3, true, true);
     }
     EXPECT_EQ(tp::alloc_calls(), 0);
 }
@@ -607,7 +608,7 @@ TEST_F(CreatedParseCache, VlanOutsideOneTo4094IsReportedByTheCacheAndStillListed
     EXPECT_EQ(recs[0].bd_id, 7);
     std::free(recs);
     const std::string text = " pid " + pid_text() + ", vdc 1: got invalid VLAN id 4095, must be 1<=VLAN<=4094\n";
-    expect_report(102, "vlan_mgr" + text, true, "INFO_MSG", 6, text, true);
+    expect_report(102, "vlan_mgr" + text, text, "INFO_MSG", 6, true, true);
     EXPECT_EQ(block(1), nullptr);
 }
 
@@ -642,7 +643,7 @@ TEST_F(CreatedParseCache, CacheBlockThatCannotBeMadeDoesNotFailTheListing)
     // The second record makes the block.
     EXPECT_EQ(entries(1), (Entries{{4094, 0x1FFE}}));
     const std::string text = " vlan_mgr_check_bd_cache: pid " + pid_text() + ", vdc 1, malloc 8192 bytes BD cache failed\n";
-    expect_report(100, "vlan_mgr" + text, true, "ERROR_MSG", 3, text, true);
+    expect_report(100, "vlan_mgr" + text, text, "ERROR_MSG", 3, true, true);
 }
 
 TEST(CreatedParseCacheOff, ListingMakesNoCacheBlock)

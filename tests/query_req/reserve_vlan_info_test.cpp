@@ -1,12 +1,14 @@
 // Reserved-VLAN information: the builder, the two parsers and the _local
 // builder.
-#include "query_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/query_req.h>
 
 #include "frame/bitmap.h"
 
 namespace {
 
-using namespace qtest;
+using namespace reqtest;
 
 // ---- Builder -------------------------------------------------------------------------
 
@@ -43,8 +45,8 @@ TEST(ReserveInfoBuild, CountOfTwoIsReportedAndInvalid)
     EXPECT_EQ(p, &p);
     EXPECT_EQ(len, 77u);
     EXPECT_EQ(tp::alloc_calls(), 0);
-    expect_report(100, "vlan_mgr pid " + pid_text() + ", num_entries 2, should be 1\n", true, "ERROR_MSG", 3,
-                  " pid " + pid_text() + ", num_entries 2, should be 1\n", true);
+    expect_report(100, "vlan_mgr pid " + pid_text() + ", num_entries 2, should be 1\n",
+                  " pid " + pid_text() + ", num_entries 2, should be 1\n", "ERROR_MSG", 3, true, true);
 }
 
 TEST(ReserveInfoBuild, NegativeCountIsReportedAsIs)
@@ -53,7 +55,7 @@ TEST(ReserveInfoBuild, NegativeCountIsReportedAsIs)
     void *p = &p;
     uint32_t len = 77;
     EXPECT_EQ(vlan_get_reserve_vlan_info_build_mts(&vdc, -1, 5, &p, &len), 0x41100003u);
-    expect_report(100, "vlan_mgr pid " + pid_text() + ", num_entries -1, should be 1\n", false, "ERROR_MSG", 3, "",
+    expect_report(100, "vlan_mgr pid " + pid_text() + ", num_entries -1, should be 1\n", "", "ERROR_MSG", 3, false,
                   false);
 }
 
@@ -84,8 +86,8 @@ TEST(ReserveInfoBuild, ForeignVdcIsReportedAsAMismatch)
     EXPECT_EQ(p, &p);
     EXPECT_EQ(len, 77u);
     EXPECT_EQ(tp::alloc_calls(), 0);
-    expect_report(100, "vlan_mgr pid " + pid_text() + ", vdcID 3, local vdcID 1\n", true, "ERROR_MSG", 3,
-                  " pid " + pid_text() + ", vdcID 3, local vdcID 1\n", true);
+    expect_report(100, "vlan_mgr pid " + pid_text() + ", vdcID 3, local vdcID 1\n",
+                  " pid " + pid_text() + ", vdcID 3, local vdcID 1\n", "ERROR_MSG", 3, true, true);
 }
 
 TEST(ReserveInfoBuild, LocalFormUsesTheCachedLocalVdc)

@@ -1,9 +1,11 @@
 // VLANs by attribute: the builder, its _local form and the reply parser.
-#include "query_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/query_req.h>
 
 namespace {
 
-using namespace qtest;
+using namespace reqtest;
 
 // ---- Builder -------------------------------------------------------------------------
 
@@ -55,8 +57,8 @@ TEST(AttrBuild, ForeignVdcIsReportedAsAMismatchButAnsweredAsInvalid)
     EXPECT_EQ(p, nullptr);
     EXPECT_EQ(len, 0u);
     EXPECT_EQ(tp::alloc_calls(), 0);
-    expect_report(100, "vlan_mgr pid " + pid_text() + ", vdcID 2, local vdcID 1\n", true, "ERROR_MSG", 3,
-                  " pid " + pid_text() + ", vdcID 2, local vdcID 1\n", true);
+    expect_report(100, "vlan_mgr pid " + pid_text() + ", vdcID 2, local vdcID 1\n",
+                  " pid " + pid_text() + ", vdcID 2, local vdcID 1\n", "ERROR_MSG", 3, true, true);
 }
 
 TEST(AttrBuild, ForeignVdcAtDefaultSyslogLevelIsNotSentToSyslog)

@@ -1,10 +1,12 @@
 // VLAN info and next-VLAN info: the two builders, the reply parser and their
 // _local forms.
-#include "query_test_util.h"
+#include "../common/request_test_util.h"
+
+#include <vlan_mgr/query_req.h>
 
 namespace {
 
-using namespace qtest;
+using namespace reqtest;
 
 using Builder = uint32_t (*)(const vdc_vlan_id_t *, void **, uint32_t *);
 using LocalBuilder = uint32_t (*)(uint32_t, void **, uint32_t *);
@@ -80,8 +82,8 @@ TEST(VlanInfoBuild, NextInfoReports4095AsAnInvalidVlan)
     EXPECT_EQ(len, 77u);
     EXPECT_EQ(tp::alloc_calls(), 0);
     expect_report(102, "vlan_mgr vlan_get_next_vlan_info_build_mts:pid " + pid_text() + ", invalid vlanID 4095\n",
-                  true, "INFO_MSG", 6, " vlan_get_next_vlan_info_build_mts:pid " + pid_text() + ", invalid vlanID 4095\n",
-                  true);
+                  " vlan_get_next_vlan_info_build_mts:pid " + pid_text() + ", invalid vlanID 4095\n", "INFO_MSG", 6,
+                  true, true);
 }
 
 TEST(VlanInfoBuild, NextInfoInvalidVlanAtDefaultLevelsGoesToHistoryOnly)
@@ -90,8 +92,8 @@ TEST(VlanInfoBuild, NextInfoInvalidVlanAtDefaultLevelsGoesToHistoryOnly)
     void *p = nullptr;
     uint32_t len = 0;
     EXPECT_EQ(vlan_get_next_vlan_info_build_mts(&key, &p, &len), 0x41100012u);
-    expect_report(102, "vlan_mgr vlan_get_next_vlan_info_build_mts:pid " + pid_text() + ", invalid vlanID -1\n", false,
-                  "INFO_MSG", 6, "", false);
+    expect_report(102, "vlan_mgr vlan_get_next_vlan_info_build_mts:pid " + pid_text() + ", invalid vlanID -1\n", "",
+                  "INFO_MSG", 6, false, false);
 }
 
 TEST(VlanInfoBuild, NullKeyIsInvalidBeforeTheVdcIsFetched)
@@ -121,8 +123,8 @@ TEST(VlanInfoBuild, ForeignVdcIsReportedBeforeTheVlanIdIsLookedAt)
         EXPECT_EQ(build(&key, &p, &len), 0x41100013u);
         EXPECT_EQ(p, &p);
         EXPECT_EQ(len, 77u);
-        expect_report(100, "vlan_mgr pid " + pid_text() + ", vdcID 2, local vdcID 1\n", true, "ERROR_MSG", 3,
-                      " pid " + pid_text() + ", vdcID 2, local vdcID 1\n", true);
+        expect_report(100, "vlan_mgr pid " + pid_text() + ", vdcID 2, local vdcID 1\n",
+                      " pid " + pid_text() + ", vdcID 2, local vdcID 1\n", "ERROR_MSG", 3, true, true);
     }
     EXPECT_EQ(tp::alloc_calls(), 0);
 }

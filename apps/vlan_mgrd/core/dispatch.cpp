@@ -1,5 +1,7 @@
 #include <array>
 
+#include <vlan_mgr/frame.h>
+
 #include "handlers.h"
 #include "wire_io.h"
 
