@@ -60,7 +60,7 @@
 #define VLAN_MGR_NOTIF_VLAN_CONFIG_CHANGE 0x5C21u /* VLAN name records */
 #define VLAN_MGR_NOTIF_VLAN_DELETE        0x5C22u /* deleted VLANs, fixed list + delete notif2 TLV */
 #define VLAN_MGR_NOTIF_PORT_MEMB_CHANGE   0x5C24u /* a port's configured and active VLANs */
-#define VLAN_MGR_NOTIF_VLAN_TYPE_CHANGE   0x5C26u /* a VLAN's type, mode and primary VLAN */
+#define VLAN_MGR_NOTIF_VLAN_TYPE_CHANGE   0x5C26u /* a VLAN's type and private-VLAN association */
 #define VLAN_MGR_NOTIF_BD_CHANGE          0x5C2Bu /* VLAN -> BD of one VDC (sent after a restart) */
 
 /* ---- Status words of the manager's replies ------------------------------- */

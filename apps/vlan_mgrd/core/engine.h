@@ -20,6 +20,10 @@ struct EngineOptions {
     std::string iftable_path;  // interface table file ("" : the 48 default ports)
     std::string run_dir;       // where the interface table in use is written ("" : not written)
     bool publish = true;       // publish the BD databases of the VDCs
+    // Flush every save to disk (fsync of the file and its directory). Off,
+    // a save is still atomic and survives the daemon being killed (the
+    // kernel holds the renamed file), but not a crash of the machine.
+    bool sync = true;
 };
 
 // A notification to send: opcode and payload.
@@ -51,6 +55,11 @@ public:
     // build the notifications. handle() calls it after the handler; tests
     // call it after changing the state themselves. 0 or VLAN_MGR_ERR_STORE.
     uint32_t apply(const ChangeSet &changes, std::vector<Notification> &notifications);
+
+    // One BD-change notification (0x5C2B) per VDC listing every created
+    // VLAN's BD: what the daemon sends once after start() so that
+    // subscribers rebuild their BD caches after a restart.
+    void restart_notifications(std::vector<Notification> &notifications) const;
 
     Manager &manager() { return manager_; }
     const EngineOptions &options() const { return options_; }
