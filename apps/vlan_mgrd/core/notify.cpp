@@ -207,6 +207,7 @@ void build_ports(const Vdc &vdc, const std::set<uint32_t> &ports, std::vector<No
     const size_t count_at = w.size();
     w.u32(0);
     uint32_t n = 0;
+    const VlanSet active = vdc.active_vlans();
     for (uint32_t if_index : ports) {
         const Port *p = vdc.port(if_index);
         if (p == nullptr)
@@ -217,8 +218,9 @@ void build_ports(const Vdc &vdc, const std::set<uint32_t> &ports, std::vector<No
         const uint32_t idx = hton_if_index(p->if_index);
         w.bytes(&idx, 4);
         w.u32(p->mode);
-        w.bitmap(vdc.port_vlans(*p, false));
-        w.bitmap(vdc.port_vlans(*p, true));
+        const VlanSet configured = vdc.port_vlans(*p, false);
+        w.bitmap(configured);
+        w.bitmap(configured & active);
     }
     if (n == 0)
         return;

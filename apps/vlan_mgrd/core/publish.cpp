@@ -129,7 +129,7 @@ std::vector<uint8_t> access_record(const Vdc &vdc, const Port &p)
     return out;
 }
 
-std::vector<uint8_t> trunk_record(const Vdc &vdc, const Port &p)
+std::vector<uint8_t> trunk_record(const Vdc &vdc, const Port &p, const VlanSet &active)
 {
     std::vector<uint8_t> out;
     out.reserve(kTrunkRecordSize);
@@ -139,9 +139,10 @@ std::vector<uint8_t> trunk_record(const Vdc &vdc, const Port &p)
     w.u32(p.mode);
     w.u16(static_cast<uint16_t>(p.native_vlan));
     w.u32(512);
-    w.bitmap_bits(vdc.port_vlans(p, false));
+    const VlanSet configured = vdc.port_vlans(p, false);
+    w.bitmap_bits(configured);
     w.u32(512);
-    w.bitmap_bits(vdc.port_vlans(p, true));
+    w.bitmap_bits(configured & active);
     w.u16(static_cast<uint16_t>(p.voice_vlan));
     w.u32(p.comprgrp);
     return out;
@@ -233,9 +234,10 @@ uint32_t Publisher::put_vdc_records(const Vdc &vdc, std::string &error)
     put(object_key(vdc.id, kRsvdEndObject), re.data(), 2);
     put(host_word_key(kFutureStartWord), fs.data(), 6);
     put(host_word_key(kFutureEndWord), fe.data(), 6);
+    const VlanSet active = vdc.active_vlans();
     for (const Port &p : vdc.ports) {
         const std::vector<uint8_t> a = access_record(vdc, p);
-        const std::vector<uint8_t> t = trunk_record(vdc, p);
+        const std::vector<uint8_t> t = trunk_record(vdc, p, active);
         put(port_key(kAccessType, p.if_index), a.data(), static_cast<uint32_t>(a.size()));
         put(port_key(kTrunkType, p.if_index), t.data(), static_cast<uint32_t>(t.size()));
     }
@@ -321,12 +323,13 @@ uint32_t Publisher::publish_changes(const Manager &m, const ChangeSet &changes, 
             put(host_word_key(kFutureStartWord), fs);
             put(host_word_key(kFutureEndWord), fe);
         }
+        const VlanSet active = vdc.active_vlans();
         for (uint32_t if_index : affected_ports(vdc, c)) {
             const Port *p = vdc.port(if_index);
             if (p == nullptr)
                 continue;
             put(port_key(kAccessType, if_index), access_record(vdc, *p));
-            put(port_key(kTrunkType, if_index), trunk_record(vdc, *p));
+            put(port_key(kTrunkType, if_index), trunk_record(vdc, *p, active));
         }
         if (rc != 0) {
             error = "cannot queue records of VDC " + std::to_string(vdc.id) + ": error " +

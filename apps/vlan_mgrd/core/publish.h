@@ -55,7 +55,8 @@ std::string bd_sdb_uri(uint16_t vdc_id);
 
 std::vector<uint8_t> vlan_record(const Vdc &vdc, uint32_t vlan_id);
 std::vector<uint8_t> access_record(const Vdc &vdc, const Port &p);
-std::vector<uint8_t> trunk_record(const Vdc &vdc, const Port &p);
+// `active` is vdc.active_vlans(), computed once for all the ports of a batch.
+std::vector<uint8_t> trunk_record(const Vdc &vdc, const Port &p, const VlanSet &active);
 
 // The ports of the VDC whose published records a change touches: those
 // named by the change and those that carry (or carried) a created, deleted

@@ -28,6 +28,12 @@ inline constexpr uint32_t kDefaultVlan = 1;
 // A set of VLAN ids; bit v is VLAN v (bits 0 and 4095 are never set).
 using VlanSet = std::bitset<4096>;
 
+// The 512 wire bytes of a set (VLAN v is bit 0x80 >> (v % 8) of byte v / 8)
+// and back. Bitmaps are written for every port of every change, so these
+// convert a byte at a time instead of testing 4096 bits one by one.
+void vlanset_to_wire(const VlanSet &set, uint8_t *out);
+VlanSet vlanset_from_wire(const uint8_t *in);
+
 // Administrative state of a VLAN (info attribute 6).
 enum class VlanState : uint32_t { Active = 1, Suspended = 2 };
 
@@ -74,6 +80,9 @@ struct Vdc {
     // VLANs a port carries: access VLAN (and voice VLAN) in access mode, the
     // allowed set in trunk mode; `active` keeps only created, active VLANs.
     VlanSet port_vlans(const Port &p, bool active) const;
+    // The created, active VLANs; a caller that needs the active VLANs of many
+    // ports computes this once and masks each port's configured set with it.
+    VlanSet active_vlans() const;
 };
 
 struct Manager {

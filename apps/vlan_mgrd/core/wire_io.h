@@ -45,15 +45,11 @@ public:
     // The 512 bitmap bytes at `off` (VLAN v is bit 0x80 >> (v % 8) of byte v / 8).
     VlanSet bitmap(uint32_t off)
     {
-        VlanSet set;
         if (!has(off, 512)) {
             fail();
-            return set;
+            return VlanSet();
         }
-        for (uint32_t v = 0; v < 4096; ++v)
-            if (p_[off + v / 8] & (0x80u >> (v % 8)))
-                set.set(v);
-        return set;
+        return vlanset_from_wire(p_ + off);
     }
     const uint8_t *bytes(uint32_t off, uint32_t n)
     {
@@ -107,10 +103,8 @@ public:
     void bitmap_bits(const VlanSet &set)
     {
         const size_t at = out_.size();
-        out_.resize(at + 512, 0);
-        for (uint32_t v = 1; v <= kVlanMax; ++v)
-            if (set.test(v))
-                out_[at + v / 8] |= static_cast<uint8_t>(0x80u >> (v % 8));
+        out_.resize(at + 512);
+        vlanset_to_wire(set, out_.data() + at);
     }
     // A whole vlan_bitmap: the length word 512 in host order, then the bits.
     void bitmap(const VlanSet &set)

@@ -1,0 +1,79 @@
+// The manager's message loop: serves SAP VLAN_MGR_MTS_SAP on the host
+// transport, hands every request to the Engine, publishes the notifications
+// of each change and then answers the requester.
+#ifndef VLAN_MGRD_SERVER_H
+#define VLAN_MGRD_SERVER_H
+
+#include <csignal>
+#include <cstdint>
+#include <string>
+
+#include "engine.h"
+#include "vlan_mgr_host_mts.h"
+
+namespace vlan_mgrd {
+
+struct ServerOptions {
+    uint32_t sap = 167;          // VLAN_MGR_MTS_SAP
+    uint32_t poll_ms = 200;      // how often the loop looks at the stop flag
+};
+
+// Counters of one run, for the stop message and the tests.
+struct ServerStats {
+    uint64_t requests = 0;       // requests answered
+    uint64_t datagrams = 0;      // one-way messages run without a reply
+    uint64_t notifications = 0;  // notifications published
+    uint64_t failures = 0;       // replies or notifications the transport refused
+};
+
+class Server {
+public:
+    Server(Engine &engine, ServerOptions options);
+    ~Server();
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
+
+    // Opens the SAP. 0, VLAN_MGR_HOST_ERR_MTS_SAP_BUSY when another process
+    // serves it, or another transport error word; `error` says what failed.
+    int32_t open(std::string &error);
+
+    // Receives and answers messages until `stop` becomes non-zero; the
+    // message being handled when the flag is raised is finished first.
+    // 0 after a stop, or the transport's error word when receiving failed
+    // for good (`error` says what).
+    int32_t run(volatile std::sig_atomic_t &stop, std::string &error);
+
+    // Handles one received message: runs it through the engine, publishes
+    // the notifications, answers a request, drops the message.
+    void serve_one(mts_msg_hdl_t &msg);
+
+    // Closes the SAP (idempotent). The transport itself is shut down by the
+    // program (vlan_mgr_host_mts_shutdown) before it exits.
+    void close();
+
+    uint32_t handle() const { return handle_; }
+    const ServerStats &stats() const { return stats_; }
+
+private:
+    void send_reply(const mts_msg_hdl_t &request, uint32_t opcode, Reply &reply);
+
+    Engine &engine_;
+    ServerOptions options_;
+    uint32_t handle_ = 0;
+    bool open_ = false;
+    ServerStats stats_;
+    Reply reply_;
+    std::vector<Notification> notifications_;
+};
+
+// The daemon's log lines: a syslog message of the library's catalogue
+// (through the platform's kivo_syslog) and an event-history record, so that
+// both `journalctl` and the history tool show starts, stops and failures.
+enum class LogKind { Info, Warning, Error };
+void log_event(LogKind kind, const std::string &text);
+// Start of service: recorded as VLAN_MGR_EVENT_DONE_INIT.
+void log_started(const std::string &text);
+
+} // namespace vlan_mgrd
+
+#endif
