@@ -8,6 +8,7 @@
 // pid file cannot be made; 5 the transport failed while serving.
 #include <cerrno>
 #include <csignal>
+#include <pthread.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -44,9 +45,7 @@ constexpr const char *kStateFile = "vlan_mgrd.state";
 constexpr const char *kPidFile = "vlan_mgrd.pid";
 constexpr const char *kLockFile = "vlan_mgrd.lock";
 
-volatile std::sig_atomic_t g_stop = 0;
 
-void on_stop_signal(int) { g_stop = 1; }
 
 struct Options {
     bool foreground = false;
@@ -281,14 +280,25 @@ bool write_pid_file(const std::string &path, std::string &error)
     return true;
 }
 
+const sigset_t &stop_signals()
+{
+    static const sigset_t set = [] {
+        sigset_t s;
+        sigemptyset(&s);
+        sigaddset(&s, SIGTERM);
+        sigaddset(&s, SIGINT);
+        return s;
+    }();
+    return set;
+}
+
+// SIGTERM and SIGINT stay blocked in every thread, from before the
+// transport starts its own; the server loop takes them with sigtimedwait
+// between messages. No handler runs at all: nothing interrupts the transport,
+// and the stop is seen within one poll interval.
 void install_signals()
 {
-    struct sigaction sa {};
-    sa.sa_handler = on_stop_signal;
-    sigemptyset(&sa.sa_mask);
-    sa.sa_flags = 0;  // no SA_RESTART: a blocked wait returns and sees the flag
-    sigaction(SIGTERM, &sa, nullptr);
-    sigaction(SIGINT, &sa, nullptr);
+    pthread_sigmask(SIG_BLOCK, &stop_signals(), nullptr);
     struct sigaction ign {};
     ign.sa_handler = SIG_IGN;
     sigemptyset(&ign.sa_mask);
@@ -381,7 +391,7 @@ int main(int argc, char **argv)
     vlan_mgrd::log_started(started);
     ready.report(kExitOk, o.foreground ? "" : started);
 
-    const int32_t rc = server.run(g_stop, error);
+    const int32_t rc = server.run(stop_signals(), error);
     const vlan_mgrd::ServerStats st = server.stats();
     server.close();
     vlan_mgr_host_mts_shutdown();

@@ -200,10 +200,21 @@ void Server::serve_one(mts_msg_hdl_t &msg)
     mts_drop(handle_, &msg);
 }
 
-int32_t Server::run(volatile std::sig_atomic_t &stop, std::string &error)
+namespace {
+
+// Takes a pending stop signal, without waiting: true when there was one.
+bool stop_pending(const sigset_t &stop_signals)
+{
+    timespec now{};
+    return sigtimedwait(&stop_signals, nullptr, &now) > 0;
+}
+
+} // namespace
+
+int32_t Server::run(const sigset_t &stop_signals, std::string &error)
 {
     uint32_t consecutive_errors = 0;
-    while (stop == 0) {
+    while (!stop_pending(stop_signals)) {
         mts_msg_hdl_t msg{};
         const int32_t rc = vlan_mgr_host_mts_recv_timed(handle_, &msg, nullptr, options_.poll_ms);
         if (rc == static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_TIMEOUT))

@@ -5,6 +5,7 @@
 #define VLAN_MGRD_SERVER_H
 
 #include <csignal>
+#include <signal.h>
 #include <cstdint>
 #include <string>
 
@@ -37,11 +38,13 @@ public:
     // serves it, or another transport error word; `error` says what failed.
     int32_t open(std::string &error);
 
-    // Receives and answers messages until `stop` becomes non-zero; the
-    // message being handled when the flag is raised is finished first.
-    // 0 after a stop, or the transport's error word when receiving failed
-    // for good (`error` says what).
-    int32_t run(volatile std::sig_atomic_t &stop, std::string &error);
+    // Receives and answers messages until one of `stop_signals` is pending;
+    // the caller keeps them blocked in every thread, and the loop takes them
+    // between messages (at least every poll interval), so the message being
+    // handled when one arrives is finished first and no handler ever runs
+    // inside the transport. 0 after a stop, or the transport's error word
+    // when receiving failed for good (`error` says what).
+    int32_t run(const sigset_t &stop_signals, std::string &error);
 
     // Handles one received message: runs it through the engine, publishes
     // the notifications, answers a request, drops the message.
