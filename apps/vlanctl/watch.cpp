@@ -1,6 +1,9 @@
 #include "watch.h"
 
 #include <csignal>
+#include <ctime>
+#include <pthread.h>
+#include <signal.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,9 +24,26 @@ const uint32_t kWatchedOpcodes[6] = {VLAN_MGR_NOTIF_VLAN_CREATE,       VLAN_MGR_
 
 namespace {
 
-volatile std::sig_atomic_t g_stop = 0;
+// SIGINT and SIGTERM end a watch. They are blocked before the transport
+// starts its threads (which inherit the block) and taken between receives
+// with sigtimedwait, so no handler ever interrupts the transport.
+const sigset_t &stop_signals()
+{
+    static const sigset_t set = [] {
+        sigset_t s;
+        sigemptyset(&s);
+        sigaddset(&s, SIGINT);
+        sigaddset(&s, SIGTERM);
+        return s;
+    }();
+    return set;
+}
 
-extern "C" void on_stop_signal(int) { g_stop = 1; }
+bool stop_pending()
+{
+    timespec now{};
+    return sigtimedwait(&stop_signals(), nullptr, &now) > 0;
+}
 
 void *notif_alloc(size_t size) { return std::malloc(size); }
 
@@ -142,6 +162,7 @@ std::vector<std::string> describe_notification(const mts_msg_hdl_t &msg,
 
 int watch(Client &client, Transport &transport, uint64_t count)
 {
+    pthread_sigmask(SIG_BLOCK, &stop_signals(), nullptr);
     // One query first: a manager that does not answer ends the command here
     // (exit 3) instead of leaving it waiting for notifications that never come.
     client.created_vlan_ids();
@@ -152,17 +173,11 @@ int watch(Client &client, Transport &transport, uint64_t count)
             throw CtlError{kExitUnreachable, "Error: VLAN manager not reachable: " +
                                                  vlan_mgr_apps::status_text(static_cast<uint32_t>(rc)) + "\n"};
     }
-    struct sigaction sa;
-    std::memset(&sa, 0, sizeof sa);
-    sa.sa_handler = on_stop_signal;
-    sigemptyset(&sa.sa_mask);
-    sigaction(SIGINT, &sa, nullptr);
-    sigaction(SIGTERM, &sa, nullptr);
     std::fprintf(stderr, "Watching the VLAN manager's notifications\n");
     std::fflush(stderr);
 
     uint64_t printed = 0;
-    while (g_stop == 0 && (count == 0 || printed < count)) {
+    while (!stop_pending() && (count == 0 || printed < count)) {
         mts_msg_hdl_t msg{};
         const int32_t rc = vlan_mgr_host_mts_recv_timed(h, &msg, nullptr, 100);
         if (rc == static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_TIMEOUT))
