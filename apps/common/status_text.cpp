@@ -42,6 +42,8 @@ constexpr Text kTexts[] = {
     {VLAN_MGR_ERR_NAME_IN_USE, "VLAN name already in use"},
     {VLAN_MGR_ERR_NO_SUCH_NAME, "no VLAN has that name"},
     {VLAN_MGR_ERR_NOT_SUPPORTED, "request not supported"},
+    {VLAN_MGR_ERR_VDC_DENIED, "not authorised for that VDC"},
+    {VLAN_MGR_ERR_BAD_NAME, "VLAN name must be printable characters"},
     {VLAN_MGR_ERR_TRUNCATED, "reply truncated"},
 };
 

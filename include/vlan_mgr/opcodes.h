@@ -77,6 +77,8 @@
 #define VLAN_MGR_ERR_NAME_IN_USE      0x411000C7u /* another VLAN has that name */
 #define VLAN_MGR_ERR_NO_SUCH_NAME     0x411000C8u /* no VLAN has that name */
 #define VLAN_MGR_ERR_NOT_SUPPORTED    0x411000C9u /* valid request the manager does not serve */
+#define VLAN_MGR_ERR_VDC_DENIED       0x411000CAu /* the sender may not act for that VDC */
+#define VLAN_MGR_ERR_BAD_NAME         0x411000CBu /* the VLAN name is not printable text */
 
 /* ---- Values carried by requests ------------------------------------------ */
 /* VLAN types (type change request, bd_record type field). */

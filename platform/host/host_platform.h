@@ -29,6 +29,7 @@ inline constexpr int32_t MTS_ERR_SAP_BUSY = 0x40480106;
 inline constexpr int32_t MTS_ERR_NO_NODE = 0x40480107;
 inline constexpr int32_t MTS_ERR_PEER_GONE = 0x40480108;
 inline constexpr int32_t MTS_ERR_IO = 0x40480109;
+inline constexpr int32_t MTS_ERR_ACCESS = 0x4048010A;
 inline constexpr int32_t SDB_ERR_INVALID_ARG = 0x411a0001; // "shared database: invalid argument"
 inline constexpr int32_t SDB_ERR_NOT_OPEN = 0x411a0002;    // "shared database: database not open"
 inline constexpr int32_t SDB_ERR_ALREADY_OPEN = 0x411a0003;

@@ -35,6 +35,7 @@ constexpr ErrorText error_texts[] = {
     {vlan_mgr_host::MTS_ERR_NO_NODE, "message transport: node not in the node table"},
     {vlan_mgr_host::MTS_ERR_PEER_GONE, "message transport: requester gone"},
     {vlan_mgr_host::MTS_ERR_IO, "message transport: socket or run directory error"},
+    {vlan_mgr_host::MTS_ERR_ACCESS, "message transport: permission denied"},
     {vlan_mgr_host::SDB_ERR_INVALID_ARG, "shared database: invalid argument"},
     {vlan_mgr_host::SDB_ERR_NOT_OPEN, "shared database: database not open"},
     {vlan_mgr_host::SDB_ERR_ALREADY_OPEN, "shared database: database already open"},

@@ -47,6 +47,7 @@ static_assert(VLAN_MGR_HOST_ERR_MTS_SAP_BUSY == host::MTS_ERR_SAP_BUSY);
 static_assert(VLAN_MGR_HOST_ERR_MTS_NO_NODE == host::MTS_ERR_NO_NODE);
 static_assert(VLAN_MGR_HOST_ERR_MTS_PEER_GONE == host::MTS_ERR_PEER_GONE);
 static_assert(VLAN_MGR_HOST_ERR_MTS_IO == host::MTS_ERR_IO);
+static_assert(VLAN_MGR_HOST_ERR_MTS_ACCESS == host::MTS_ERR_ACCESS);
 
 // A message as the transport hands it out: received (with its payload frame,
 // kept without a copy until mts_drop) or sent (header fields only).

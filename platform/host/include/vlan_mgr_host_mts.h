@@ -31,6 +31,7 @@ extern "C" {
 #define VLAN_MGR_HOST_ERR_MTS_NO_NODE    0x40480107 /* node not in the node table */
 #define VLAN_MGR_HOST_ERR_MTS_PEER_GONE  0x40480108 /* the requester is no longer there */
 #define VLAN_MGR_HOST_ERR_MTS_IO         0x40480109 /* socket or run-directory error */
+#define VLAN_MGR_HOST_ERR_MTS_ACCESS     0x4048010A /* permission denied on the run directory or a socket */
 
 /* Kinds of message (vlan_mgr_host_mts_info_t.kind). */
 #define VLAN_MGR_HOST_MTS_REQUEST      1u /* expects a reply (address word 0 = 1) */

@@ -1,0 +1,126 @@
+// The trust boundary's directories and files: created with the trust group
+// and exact modes whatever the umask; links, files and other users' entries
+// refused.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <grp.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "host_test_util.h"
+#include "vlan_mgr_host_trust.h"
+
+namespace {
+
+class TrustDir : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        char tmpl[] = "/tmp/vlan_mgr_trust_XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        root_ = tmpl;
+    }
+    void TearDown() override { (void)!std::system(("rm -rf " + root_).c_str()); }
+
+    static mode_t mode_of(const std::string &path)
+    {
+        struct stat st {};
+        return lstat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
+    }
+
+    std::string root_;
+};
+
+TEST_F(TrustDir, MissingDirectoryAndParentsAreCreatedWithTheExactModeWhateverTheUmask)
+{
+    const mode_t old = umask(0077);
+    const std::string dir = root_ + "/a/b/run";
+    EXPECT_EQ(vlan_mgr_host_trust_dir(dir.c_str(), 02770), 0);
+    umask(old);
+    EXPECT_EQ(mode_of(dir), 02770u);
+    struct stat st {};
+    ASSERT_EQ(stat(dir.c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, geteuid());
+    EXPECT_EQ(st.st_gid, vlan_mgr_host_trust_gid());
+}
+
+TEST_F(TrustDir, AnExistingWideDirectoryIsNarrowed)
+{
+    const std::string dir = root_ + "/db";
+    ASSERT_EQ(mkdir(dir.c_str(), 0777), 0);
+    ASSERT_EQ(chmod(dir.c_str(), 01777), 0);
+    EXPECT_EQ(vlan_mgr_host_trust_dir(dir.c_str(), 02750), 0);
+    EXPECT_EQ(mode_of(dir), 02750u);
+}
+
+TEST_F(TrustDir, ALinkAFileAndANullPathAreRefused)
+{
+    const std::string target = root_ + "/target";
+    const std::string link = root_ + "/link";
+    const std::string file = root_ + "/file";
+    ASSERT_EQ(mkdir(target.c_str(), 0700), 0);
+    ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
+    const int fd = open(file.c_str(), O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    EXPECT_EQ(vlan_mgr_host_trust_dir(link.c_str(), 0700), ELOOP);
+    EXPECT_EQ(vlan_mgr_host_trust_dir(file.c_str(), 0700), ENOTDIR);
+    EXPECT_EQ(vlan_mgr_host_trust_dir(nullptr, 0700), EINVAL);
+    EXPECT_EQ(vlan_mgr_host_trust_dir("", 0700), EINVAL);
+    EXPECT_EQ(mode_of(target), 0700u);
+}
+
+TEST_F(TrustDir, ADirectoryOfAnotherUserIsRefusedAndLeftAsItWas)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root to give a directory to another user";
+    const std::string dir = root_ + "/theirs";
+    ASSERT_EQ(mkdir(dir.c_str(), 0777), 0);
+    ASSERT_EQ(chmod(dir.c_str(), 0777), 0);
+    ASSERT_EQ(chown(dir.c_str(), 65534, 65534), 0);
+    EXPECT_EQ(vlan_mgr_host_trust_dir(dir.c_str(), 0700), EPERM);
+    EXPECT_EQ(mode_of(dir), 0777u);
+}
+
+TEST_F(TrustDir, AMissingParentThatCannotBeMadeIsReported)
+{
+    const std::string file = root_ + "/file";
+    const int fd = open(file.c_str(), O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    EXPECT_EQ(vlan_mgr_host_trust_dir((file + "/sub/dir").c_str(), 0700), ENOTDIR);
+}
+
+TEST_F(TrustDir, FileGetsTheTrustGroupAndTheExactMode)
+{
+    const std::string file = root_ + "/lock";
+    const mode_t old = umask(0);
+    const int fd = open(file.c_str(), O_CREAT | O_RDWR, 0666);
+    umask(old);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(vlan_mgr_host_trust_fd(fd, 0660), 0);
+    EXPECT_EQ(mode_of(file), 0660u);
+    struct stat st {};
+    ASSERT_EQ(fstat(fd, &st), 0);
+    EXPECT_EQ(st.st_gid, vlan_mgr_host_trust_gid());
+    close(fd);
+    EXPECT_EQ(vlan_mgr_host_trust_fd(-1, 0660), EBADF);
+}
+
+TEST(TrustGroup, TheNamedGroupWhenItExistsElseTheEffectiveGroup)
+{
+    {
+        host_test::ScopedEnv group(VLAN_MGR_HOST_ENV_GROUP, "no_such_group_here");
+        EXPECT_EQ(vlan_mgr_host_trust_gid(), getegid());
+    }
+    group *g = getgrgid(0);
+    ASSERT_NE(g, nullptr);
+    host_test::ScopedEnv group(VLAN_MGR_HOST_ENV_GROUP, g->gr_name);
+    EXPECT_EQ(vlan_mgr_host_trust_gid(), 0u);
+}
+
+} // namespace
