@@ -326,17 +326,18 @@ VLAN_MGR_ASSERT_SIZE(vlan_mgr_notif_5c4e_t, 10);
  *   0;
  *   VLAN_MGR_ERR_INVALID_ARG: `alloc` NULL, an opcode not handled;
  *   0x41100011: the record count (0x5C25: the total size) is 0;
- *   0x4110000b: the allocator returned NULL (0x41100002 for 0x5C2C in the
- *     _local parser);
+ *   0x4110000b: the allocator returned NULL (0x41100002 for 0x5C2C);
  *   VLAN_MGR_ERR_TRUNCATED: the payload (mts_payload_size) is shorter than
  *     its counts and lengths claim, or their byte size overflows; nothing is
  *     allocated and the BD cache is unchanged.
  * On failure *records stays NULL and nothing is allocated; for 0x5C21 *count
  * already holds the count when the allocator fails.
  *
- * 0x5C21: every record is decoded with the first record's two lengths, which
- * are also written into every record's header, so that the records handed
- * out can be walked by their lengths (vlan_mgr_config_changed_notif_*). A
+ * 0x5C21: every record is stepped over and its texts copied with the first
+ * record's two lengths (all records of one notification have the same
+ * lengths), while each record's header, its own two lengths included, is
+ * copied from its own input record; vlan_mgr_config_changed_notif_* walk the
+ * records by those lengths. A
  * record whose flag is set needs 8 bytes of values (len_a + len_b >= 8);
  * otherwise the notification is refused as VLAN_MGR_ERR_TRUNCATED. */
 VLAN_MGR_API uint32_t vlan_mgr_parse_notification_msg(const struct mts_msg_hdl *msg, void **records, uint32_t *count,

@@ -97,7 +97,9 @@ uint32_t with_indexes(const Reader &r, void **records, uint32_t *count, vlan_mgr
 }
 
 // 0x5C21: VLAN name records of one size, 18 + A + B, taken from the first
-// record; every record is decoded with those lengths and carries them.
+// record; every record is stepped over and its texts copied with those
+// lengths, while its header, its own A and B included, comes from its own
+// input record.
 uint32_t vlan_names(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
 {
     constexpr uint32_t kHead = 18;
@@ -135,8 +137,8 @@ uint32_t vlan_names(const Reader &r, void **records, uint32_t *count, vlan_mgr_n
         c16(out, 0, e, 0);
         c32(out, 2, e, 2);
         c32(out, 6, e, 6);
-        std::memcpy(out + 10, &a, 4);
-        std::memcpy(out + 14, &b, 4);
+        c32(out, 10, e, 10);
+        c32(out, 14, e, 14);
         if (wire::get_u32(e, 6) != 0) {
             c32(out, 18, e, 18);
             c32(out, 22, e, 22);
@@ -440,7 +442,7 @@ constexpr Counted k5c28{0, 1568, 1572, 1568, kAllocFailed};
 constexpr Counted k5c28_local{0, 1568, 1572, 1568, kAllocFailed};
 constexpr Counted k5c29{0, 30, 34, 30, kAllocFailed};
 constexpr Counted k5c2b{4, 8, 16, 8, kAllocFailed};
-constexpr Counted k5c2c{4, 1052, 1060, 532, kAllocFailed};
+constexpr Counted k5c2c{4, 1052, 1060, 532, VLAN_MGR_ERR_NO_MEMORY};
 constexpr Counted k5c2c_local{4, 1052, 1060, 528, VLAN_MGR_ERR_NO_MEMORY};
 
 using Handler = uint32_t (*)(const Reader &, void **, uint32_t *, vlan_mgr_notif_alloc_fn);
