@@ -42,9 +42,11 @@ register() {
   ldconfig
 }
 
-# "done" holds the package list it was made from: a longer list makes it anew.
+# "done" holds the package list it was made from (one a line): a changed list
+# makes it anew.
 # shellcheck disable=SC2086
-if [ -f "$dir/done" ] && [ "$(cat "$dir/done")" = "$(echo $pkgs)" ]; then
+stamp=$(printf '%s\n' $pkgs)
+if [ -f "$dir/done" ] && [ "$(cat "$dir/done")" = "$stamp" ]; then
   register
   exit 0
 fi
@@ -82,5 +84,4 @@ Libs: -L$dir/lib -Wl,-rpath,$dir/lib -lsystemd
 Cflags: -I$inc
 PC
 register
-# shellcheck disable=SC2086
-echo $pkgs > "$dir/done"
+echo "$stamp" > "$dir/done"
