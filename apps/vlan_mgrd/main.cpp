@@ -11,7 +11,7 @@
 // The files and directories it makes belong to its user and the trust group
 // (vlan_mgr_host_trust.h), with exact modes whatever the umask: the run
 // directory 02770 (members of the group may use its sockets), the pid file
-// 0640, the state directory 0700, the state file, its log and both lock
+// 0640, the state directory 0700 (when it makes it), the state file, its log and both lock
 // files 0600. Under systemd (Type=notify) it reports READY=1 once the SAP
 // answers and STOPPING=1 when a stop begins.
 #include <cerrno>
@@ -83,8 +83,8 @@ void usage(FILE *out)
                  "  -r, --run-dir DIR    transport endpoints and the pid file (default: $VLAN_MGR_RUN_DIR,\n"
                  "                       else %s)\n"
                  "  -s, --state FILE     saved configuration (default: %s/%s, or <run dir>/%s\n"
-                 "                       when %s cannot be used); its directory becomes the\n"
-                 "                       manager's own (mode 0700)\n"
+                 "                       when %s cannot be used); a directory it creates for it\n"
+                 "                       is the manager's own (mode 0700)\n"
                  "  -i, --iftable FILE   interface table (default: 48 ports Ethernet1/1-48 in VDC 1)\n"
                  "  -d, --sdb-root DIR   directory of the BD database files (default: $VLAN_MGR_SDB_ROOT,\n"
                  "                       else /dev/shm)\n"
@@ -131,10 +131,13 @@ std::string secure_dir(const char *what, const std::string &dir, mode_t mode)
     return std::string("cannot use ") + what + " " + dir + ": " + why;
 }
 
-// The directory of the state file: the manager's own, like the run directory,
-// except when it is the run directory itself (already secured) or a directory
-// shared with other users (sticky, such as /tmp), which is refused rather
-// than narrowed.
+// The directory of the state file. The manager makes it its own (trust
+// group, 0700) when it creates it, and always for the default
+// /var/lib/vlan_mgr; an existing directory named through --state (which may be
+// a system directory such as /etc) is left as it is, but must be a real
+// directory of the manager's user or of root that no one else may write, so
+// that no one else can replace the state or its lock. The run directory
+// itself is already the manager's.
 std::string secure_state_dir(const std::string &state, const std::string &run_dir)
 {
     const size_t slash = state.find_last_of('/');
@@ -142,10 +145,21 @@ std::string secure_state_dir(const std::string &state, const std::string &run_di
     if (dir == run_dir)
         return "";
     struct stat st {};
-    if (lstat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX) != 0)
-        return "cannot use state directory " + dir +
-               ": shared with other users (sticky); give the state file a directory of its own";
-    return secure_dir("state directory", dir, kStateDirMode);
+    if (dir == kDefaultStateDir || lstat(dir.c_str(), &st) != 0)
+        return secure_dir("state directory", dir, kStateDirMode);
+    const std::string head = "cannot use state directory " + dir + ": ";
+    if (S_ISLNK(st.st_mode))
+        return head + "a symbolic link";
+    if (!S_ISDIR(st.st_mode))
+        return head + "not a directory";
+    if (st.st_uid != geteuid() && st.st_uid != 0)
+        return head + "owned by another user (uid " + std::to_string(st.st_uid) + ")";
+    if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        char mode[8];
+        std::snprintf(mode, sizeof mode, "0%o", static_cast<unsigned>(st.st_mode & 07777));
+        return head + "writable by other users (mode " + mode + "); give the state file a directory of its own";
+    }
+    return "";
 }
 
 // /var/lib/vlan_mgr when the manager can make it its own, else the run

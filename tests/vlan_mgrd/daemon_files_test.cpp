@@ -229,8 +229,9 @@ TEST_F(VlanMgrdFilesTest, VlanMgrdRefusesAStateDirectoryOwnedByAnotherUserWithSt
     EXPECT_FALSE(exists(state_dir + "/vlan_mgrd.state.lock"));
 }
 
-TEST_F(VlanMgrdFilesTest, VlanMgrdRefusesAStateFileInAStickySharedDirectoryWithStatus1)
+TEST_F(VlanMgrdFilesTest, VlanMgrdRefusesAStateDirectoryThatOthersMayWriteWithStatus1)
 {
+    // Shared like /tmp: sticky and writable by everyone.
     const std::string shared = dir_ + "/shared";
     ASSERT_EQ(mkdir(shared.c_str(), 0700), 0);
     ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
@@ -240,8 +241,26 @@ TEST_F(VlanMgrdFilesTest, VlanMgrdRefusesAStateFileInAStickySharedDirectoryWithS
                          out),
               1);
     EXPECT_EQ(out, "vlan_mgrd: cannot use state directory " + shared +
-                       ": shared with other users (sticky); give the state file a directory of its own\n");
+                       ": writable by other users (mode 01777); give the state file a directory of its own\n");
     EXPECT_EQ(info(shared).mode, 01777u);
+    EXPECT_FALSE(exists(shared + "/vlan_mgrd.state.lock"));
+}
+
+TEST_F(VlanMgrdFilesTest, VlanMgrdKeepsTheModeOfAnExistingStateDirectoryOfItsOwn)
+{
+    // A directory the operator chose (it could be /etc): used, never narrowed.
+    const std::string own = dir_ + "/etc";
+    ASSERT_EQ(mkdir(own.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(own.c_str(), 0755), 0);
+    const std::string state = own + "/vlan_mgrd.state";
+    daemon_ = start_with(run_dir_, {"--state", state, "--sdb-root", sdb_root_}, 022,
+                         {{"VLAN_MGR_GROUP", kTrustGroup}});
+    ASSERT_GT(daemon_, 0);
+    EXPECT_EQ(info(own).mode, 0755u);
+    EXPECT_EQ(info(own).gid, getegid());
+    EXPECT_EQ(info(state + ".lock").mode, 0600u);
+    EXPECT_EQ(info(state + ".lock").gid, group_id(kTrustGroup));
+    EXPECT_EQ(stop_daemon(), 0);
 }
 
 // ---- One manager per state file --------------------------------------------------
