@@ -4,7 +4,7 @@
 set -euo pipefail
 pkgs="cmake ninja-build g++ g++-multilib clang libclang-rt-14-dev googletest libgtest-dev
       libbenchmark-dev pkg-config binutils libzmq3-dev liblmdb-dev ccache
-      libcli11-dev nlohmann-json3-dev"
+      libcli11-dev nlohmann-json3-dev libsystemd-dev"
 missing=""
 for p in $pkgs; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The i386 build's copies of the host platform's libraries (ZeroMQ, LMDB and
-# what libzmq needs at link and run time), taken from Debian's i386 packages
+# The i386 build's copies of the host platform's libraries (ZeroMQ, LMDB,
+# libsystemd for the manager's sd_notify, and what they need at link and run
+# time), taken from Debian's i386 packages
 # and unpacked into a private directory: tools/deps_i386.sh DIR
 #
 # The packages are unpacked rather than installed because Debian's mirrors do
@@ -11,7 +12,8 @@
 set -euo pipefail
 dir=${1:?directory}
 pkgs="libzmq5 libzmq3-dev libsodium23 libpgm-5.3-0 libnorm1 libgssapi-krb5-2 libkrb5-3 libk5crypto3
-      libkrb5support0 libcom-err2 libkeyutils1 libssl3 libbsd0 libmd0 liblmdb0 liblmdb-dev"
+      libkrb5support0 libcom-err2 libkeyutils1 libssl3 libbsd0 libmd0 liblmdb0 liblmdb-dev
+      libsystemd0 libsystemd-dev libcap2 libgcrypt20 libgpg-error0 liblz4-1 liblzma5 libzstd1"
 export DEBIAN_FRONTEND=noninteractive
 
 # Some kernels (virtual machines among them) run no 32-bit programs; there
@@ -40,7 +42,11 @@ register() {
   ldconfig
 }
 
-if [ -f "$dir/done" ]; then
+# "done" holds the package list it was made from (one a line): a changed list
+# makes it anew.
+# shellcheck disable=SC2086
+stamp=$(printf '%s\n' $pkgs)
+if [ -f "$dir/done" ] && [ "$(cat "$dir/done")" = "$stamp" ]; then
   register
   exit 0
 fi
@@ -70,5 +76,12 @@ Version: 0.9.24
 Libs: -L$dir/lib -Wl,-rpath,$dir/lib -llmdb
 Cflags: -I$inc
 PC
+cat > "$dir/pkgconfig/libsystemd.pc" <<PC
+Name: systemd
+Description: systemd library (i386 copy)
+Version: 252
+Libs: -L$dir/lib -Wl,-rpath,$dir/lib -lsystemd
+Cflags: -I$inc
+PC
 register
-touch "$dir/done"
+echo "$stamp" > "$dir/done"

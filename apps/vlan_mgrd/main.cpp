@@ -3,9 +3,17 @@
 // the host transport until SIGTERM or SIGINT.
 //
 // Exit status: 0 stopped by a signal; 1 the manager could not start (state,
-// interface table or database); 2 usage error; 3 another manager already
-// runs on the run directory (or serves the SAP); 4 the run directory or the
-// pid file cannot be made; 5 the transport failed while serving.
+// state directory, interface table or database); 2 usage error; 3 another
+// manager already runs on the run directory or owns the state file (or
+// serves the SAP); 4 the run directory or the pid file cannot be made or
+// secured; 5 the transport failed while serving.
+//
+// The files and directories it makes belong to its user and the trust group
+// (vlan_mgr_host_trust.h), with exact modes whatever the umask: the run
+// directory 02770 (members of the group may use its sockets), the pid file
+// 0640, the state directory 0700 (when it makes it), the state file, its log and both lock
+// files 0600. Under systemd (Type=notify) it reports READY=1 once the SAP
+// answers and STOPPING=1 when a stop begins.
 #include <cerrno>
 #include <csignal>
 #include <pthread.h>
@@ -18,11 +26,16 @@
 #include <string>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <systemd/sd-daemon.h>
 #include <unistd.h>
 
+#include <vlan_mgr/frame.h>
+
 #include "engine.h"
+#include "persist.h"
 #include "server.h"
 #include "vlan_mgr_host_mts.h"
+#include "vlan_mgr_host_trust.h"
 
 #ifndef VLAN_MGRD_VERSION
 #define VLAN_MGRD_VERSION "1.0.0"
@@ -45,7 +58,11 @@ constexpr const char *kStateFile = "vlan_mgrd.state";
 constexpr const char *kPidFile = "vlan_mgrd.pid";
 constexpr const char *kLockFile = "vlan_mgrd.lock";
 
-
+// The modes of the trust boundary (see the header comment).
+constexpr mode_t kRunDirMode = 02770;
+constexpr mode_t kStateDirMode = 0700;
+constexpr mode_t kPidFileMode = 0640;
+constexpr mode_t kLockFileMode = 0600;
 
 struct Options {
     bool foreground = false;
@@ -66,7 +83,8 @@ void usage(FILE *out)
                  "  -r, --run-dir DIR    transport endpoints and the pid file (default: $VLAN_MGR_RUN_DIR,\n"
                  "                       else %s)\n"
                  "  -s, --state FILE     saved configuration (default: %s/%s, or <run dir>/%s\n"
-                 "                       when %s cannot be used)\n"
+                 "                       when %s cannot be used); a directory it creates for it\n"
+                 "                       is the manager's own (mode 0700)\n"
                  "  -i, --iftable FILE   interface table (default: 48 ports Ethernet1/1-48 in VDC 1)\n"
                  "  -d, --sdb-root DIR   directory of the BD database files (default: $VLAN_MGR_SDB_ROOT,\n"
                  "                       else /dev/shm)\n"
@@ -76,8 +94,8 @@ void usage(FILE *out)
                  "  -V, --version        show the version and exit\n"
                  "\n"
                  "Exit status: 0 stopped by SIGTERM or SIGINT, 1 start failed, 2 usage error,\n"
-                 "3 another manager runs on the run directory, 4 run directory or pid file error,\n"
-                 "5 transport failure.\n",
+                 "3 another manager runs on the run directory or owns the state file,\n"
+                 "4 run directory or pid file error, 5 transport failure.\n",
                  kDefaultRunDir, kDefaultStateDir, kStateFile, kStateFile, kDefaultStateDir);
 }
 
@@ -92,24 +110,63 @@ std::string absolute(const std::string &path)
     return std::string(cwd) + "/" + path;
 }
 
-// Creates `dir` (and its parents) with `mode` when missing.
-bool make_dirs(const std::string &dir, mode_t mode)
+// Makes `dir` a directory of the trust boundary (created when missing; the
+// trust group and exactly `mode`). "" when done, else why not, naming `what`
+// and the path: "cannot use run directory /run/x: owned by another user (uid 65534)".
+std::string secure_dir(const char *what, const std::string &dir, mode_t mode)
 {
+    const int e = vlan_mgr_host_trust_dir(dir.c_str(), mode);
+    if (e == 0)
+        return "";
+    std::string why = std::strerror(e);
     struct stat st {};
-    if (stat(dir.c_str(), &st) == 0)
-        return S_ISDIR(st.st_mode);
-    const size_t slash = dir.find_last_of('/');
-    if (slash != std::string::npos && slash > 0 && !make_dirs(dir.substr(0, slash), 0755))
-        return false;
-    if (mkdir(dir.c_str(), mode) != 0 && errno != EEXIST)
-        return false;
-    chmod(dir.c_str(), mode);  // not narrowed by the umask
-    return true;
+    if (lstat(dir.c_str(), &st) == 0) {
+        if (S_ISLNK(st.st_mode))
+            why = "a symbolic link";
+        else if (!S_ISDIR(st.st_mode))
+            why = "not a directory";
+        else if (st.st_uid != geteuid())
+            why = "owned by another user (uid " + std::to_string(st.st_uid) + ")";
+    }
+    return std::string("cannot use ") + what + " " + dir + ": " + why;
 }
 
+// The directory of the state file. The manager makes it its own (trust
+// group, 0700) when it creates it, and always for the default
+// /var/lib/vlan_mgr; an existing directory named through --state (which may be
+// a system directory such as /etc) is left as it is, but must be a real
+// directory of the manager's user or of root that no one else may write, so
+// that no one else can replace the state or its lock. The run directory
+// itself is already the manager's.
+std::string secure_state_dir(const std::string &state, const std::string &run_dir)
+{
+    const size_t slash = state.find_last_of('/');
+    const std::string dir = slash == std::string::npos ? "." : (slash == 0 ? "/" : state.substr(0, slash));
+    if (dir == run_dir)
+        return "";
+    struct stat st {};
+    if (dir == kDefaultStateDir || lstat(dir.c_str(), &st) != 0)
+        return secure_dir("state directory", dir, kStateDirMode);
+    const std::string head = "cannot use state directory " + dir + ": ";
+    if (S_ISLNK(st.st_mode))
+        return head + "a symbolic link";
+    if (!S_ISDIR(st.st_mode))
+        return head + "not a directory";
+    if (st.st_uid != geteuid() && st.st_uid != 0)
+        return head + "owned by another user (uid " + std::to_string(st.st_uid) + ")";
+    if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        char mode[8];
+        std::snprintf(mode, sizeof mode, "0%o", static_cast<unsigned>(st.st_mode & 07777));
+        return head + "writable by other users (mode " + mode + "); give the state file a directory of its own";
+    }
+    return "";
+}
+
+// /var/lib/vlan_mgr when the manager can make it its own, else the run
+// directory.
 std::string default_state_path(const std::string &run_dir)
 {
-    if (make_dirs(kDefaultStateDir, 0750) && access(kDefaultStateDir, W_OK) == 0)
+    if (secure_dir("state directory", kDefaultStateDir, kStateDirMode).empty())
         return std::string(kDefaultStateDir) + "/" + kStateFile;
     return run_dir + "/" + kStateFile;
 }
@@ -234,9 +291,14 @@ void daemonize(Readiness &ready)
 // database. Returns the lock's descriptor, -1 when another process holds it.
 int take_instance_lock(const std::string &path, std::string &error)
 {
-    const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0660);
+    const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kLockFileMode);
     if (fd < 0) {
         error = "cannot open " + path + ": " + std::strerror(errno);
+        return -2;
+    }
+    if (const int e = vlan_mgr_host_trust_fd(fd, kLockFileMode); e != 0) {
+        ::close(fd);
+        error = "cannot secure " + path + ": " + std::strerror(e);
         return -2;
     }
     if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
@@ -266,9 +328,22 @@ std::string running_pid(const std::string &pid_path)
 bool write_pid_file(const std::string &path, std::string &error)
 {
     const std::string tmp = path + ".tmp";
-    FILE *f = std::fopen(tmp.c_str(), "w");
+    const int fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kPidFileMode);
+    if (fd < 0) {
+        error = "cannot write " + tmp + ": " + std::strerror(errno);
+        return false;
+    }
+    if (const int e = vlan_mgr_host_trust_fd(fd, kPidFileMode); e != 0) {
+        ::close(fd);
+        unlink(tmp.c_str());
+        error = "cannot secure " + tmp + ": " + std::strerror(e);
+        return false;
+    }
+    FILE *f = fdopen(fd, "w");
     if (f == nullptr) {
         error = "cannot write " + tmp + ": " + std::strerror(errno);
+        ::close(fd);
+        unlink(tmp.c_str());
         return false;
     }
     std::fprintf(f, "%ld\n", static_cast<long>(getpid()));
@@ -325,8 +400,7 @@ int main(int argc, char **argv)
     if (!o.foreground)
         daemonize(ready);
 
-    if (!make_dirs(o.run_dir, 0770)) {
-        const std::string msg = "cannot create run directory " + o.run_dir + ": " + std::strerror(errno);
+    if (const std::string msg = secure_dir("run directory", o.run_dir, kRunDirMode); !msg.empty()) {
         vlan_mgrd::log_event(vlan_mgrd::LogKind::Error, msg);
         ready.report(kExitRunDir, msg);
         return kExitRunDir;
@@ -347,6 +421,27 @@ int main(int argc, char **argv)
     }
     if (o.state.empty())
         o.state = default_state_path(o.run_dir);
+    if (const std::string msg = secure_state_dir(o.state, o.run_dir); !msg.empty()) {
+        vlan_mgrd::log_event(vlan_mgrd::LogKind::Error, msg);
+        ready.report(kExitStart, msg);
+        return kExitStart;
+    }
+    // The state is this manager's from before it is loaded until it exits:
+    // a second manager on another run directory cannot load or save it.
+    pid_t holder = 0;
+    const int state_lock_fd = vlan_mgrd::lock_state(o.state, holder, error);
+    if (state_lock_fd == -2) {
+        vlan_mgrd::log_event(vlan_mgrd::LogKind::Error, error);
+        ready.report(kExitStart, error);
+        return kExitStart;
+    }
+    if (state_lock_fd < 0) {
+        const std::string msg = "state file " + o.state + " is in use by another manager (pid " +
+                                (holder > 0 ? std::to_string(holder) : std::string("?")) + ")";
+        vlan_mgrd::log_event(vlan_mgrd::LogKind::Error, msg);
+        ready.report(kExitRunning, msg);
+        return kExitRunning;
+    }
 
     vlan_mgrd::EngineOptions eo;
     eo.state_path = o.state;
@@ -390,8 +485,13 @@ int main(int argc, char **argv)
                                 ", state " + o.state;
     vlan_mgrd::log_started(started);
     ready.report(kExitOk, o.foreground ? "" : started);
+    // The service manager learns that the manager serves (a no-op outside
+    // systemd: NOTIFY_SOCKET unset).
+    sd_notifyf(0, "READY=1\nSTATUS=Serving SAP %u, run directory %s\nMAINPID=%ld", unsigned{VLAN_MGR_MTS_SAP},
+               o.run_dir.c_str(), static_cast<long>(getpid()));
 
     const int32_t rc = server.run(stop_signals(), error);
+    sd_notify(0, "STOPPING=1");
     const vlan_mgrd::ServerStats st = server.stats();
     server.close();
     vlan_mgr_host_mts_shutdown();
@@ -404,6 +504,7 @@ int main(int argc, char **argv)
     }
     vlan_mgrd::log_event(vlan_mgrd::LogKind::Info, "stopped after " + std::to_string(st.requests) + " requests, " +
                                                         std::to_string(st.notifications) + " notifications");
+    ::close(state_lock_fd);
     ::close(lock_fd);
     return kExitOk;
 }

@@ -225,7 +225,7 @@ TEST_F(VlanMgrdDaemonTest, VlanMgrdPidFileNamesTheDaemonAndSigtermStopsWithStatu
     EXPECT_TRUE(exists(run_dir_ + "/sap.167"));
     struct stat st {};
     ASSERT_EQ(stat(run_dir_.c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0770u);
+    EXPECT_EQ(st.st_mode & 07777, 02770u);
     EXPECT_EQ(stop_daemon(SIGTERM), 0);
     EXPECT_FALSE(exists(pid_file()));
     EXPECT_NE(read_file(log_file()).find("stopped after 0 requests"), std::string::npos) << read_file(log_file());

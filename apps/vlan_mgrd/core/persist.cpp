@@ -48,9 +48,11 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "vlan_mgr_host_trust.h"
 #include "wire_io.h"
 
 namespace vlan_mgrd {
@@ -59,6 +61,9 @@ namespace {
 constexpr char kMagic[8] = {'V', 'L', 'M', 'G', 'R', 'C', 'F', 'G'};
 constexpr uint32_t kVersion = 1;
 constexpr uint32_t kHeaderSize = 28;
+// The state file, its log and its lock: the manager's user alone, whatever
+// the umask (see the trust boundary in docs/manager.md).
+constexpr mode_t kStateFileMode = 0600;
 
 uint32_t crc32_update(uint32_t crc, const uint8_t *p, size_t n);
 
@@ -412,9 +417,14 @@ bool save_state(const Manager &m, const std::string &path, bool sync, std::strin
 bool write_state_file(const std::vector<uint8_t> &bytes, const std::string &path, bool sync, std::string &error)
 {
     const std::string tmp = path + ".tmp";
-    const int fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    const int fd = ::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, kStateFileMode);
     if (fd < 0)
         return fail(error, "cannot create " + tmp + ": " + std::strerror(errno));
+    if (const int e = vlan_mgr_host_trust_fd(fd, kStateFileMode); e != 0) {
+        ::close(fd);
+        ::unlink(tmp.c_str());
+        return fail(error, "cannot secure " + tmp + ": " + std::strerror(e));
+    }
     size_t done = 0;
     while (done < bytes.size()) {
         const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
@@ -521,6 +531,47 @@ bool write_all(int fd, const std::vector<uint8_t> &bytes)
 
 } // namespace
 
+int lock_state(const std::string &path, pid_t &holder, std::string &error)
+{
+    holder = 0;
+    const std::string lock_path = path + ".lock";
+    const int fd = ::open(lock_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kStateFileMode);
+    if (fd < 0) {
+        error = "cannot open " + lock_path + ": " + std::strerror(errno);
+        return -2;
+    }
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        const int e = errno;
+        if (e == EWOULDBLOCK) {
+            char buf[32] = {};
+            const ssize_t n = ::pread(fd, buf, sizeof buf - 1, 0);
+            long pid = 0;
+            if (n > 0 && std::sscanf(buf, "%ld", &pid) == 1 && pid > 0)
+                holder = static_cast<pid_t>(pid);
+            ::close(fd);
+            return -1;
+        }
+        ::close(fd);
+        error = "cannot lock " + lock_path + ": " + std::strerror(e);
+        return -2;
+    }
+    // Owned now: the file says by whom.
+    const std::string pid = std::to_string(static_cast<long>(::getpid())) + "\n";
+    if (const int e = vlan_mgr_host_trust_fd(fd, kStateFileMode); e != 0) {
+        ::close(fd);
+        error = "cannot secure " + lock_path + ": " + std::strerror(e);
+        return -2;
+    }
+    if (::ftruncate(fd, 0) != 0 ||
+        ::pwrite(fd, pid.data(), pid.size(), 0) != static_cast<ssize_t>(pid.size())) {
+        const int e = errno;
+        ::close(fd);
+        error = "cannot write " + lock_path + ": " + std::strerror(e);
+        return -2;
+    }
+    return fd;
+}
+
 StateStore::StateStore(std::string path, bool sync) : path_(std::move(path)), log_path_(path_ + ".log"), sync_(sync)
 {
 }
@@ -535,10 +586,16 @@ bool StateStore::open_log(std::string &error)
 {
     if (log_fd_ >= 0)
         return true;
-    log_fd_ = ::open(log_path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | (fresh_log_ ? O_TRUNC : 0),
-                     0644);
+    log_fd_ = ::open(log_path_.c_str(),
+                     O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | (fresh_log_ ? O_TRUNC : 0),
+                     kStateFileMode);
     if (log_fd_ < 0)
         return fail(error, "cannot open " + log_path_ + ": " + std::strerror(errno));
+    if (const int e = vlan_mgr_host_trust_fd(log_fd_, kStateFileMode); e != 0) {
+        ::close(log_fd_);
+        log_fd_ = -1;
+        return fail(error, "cannot secure " + log_path_ + ": " + std::strerror(e));
+    }
     fresh_log_ = false;
     return true;
 }

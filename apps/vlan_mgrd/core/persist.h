@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 #include "state.h"
@@ -40,6 +41,15 @@ bool write_state_file(const std::vector<uint8_t> &bytes, const std::string &path
 // `restored` false). A file that cannot be read or is not a valid saved
 // configuration: false with `error`, `m` unchanged.
 bool load_state(Manager &m, const std::string &path, bool &restored, std::string &error);
+
+// The state's owner: an exclusive lock (flock) on `path`.lock, the lock file
+// beside the state file, that the manager takes before it loads the state and
+// holds for its life, so that no second manager ever loads or saves the same
+// state. The lock file (mode 0600, trust group) holds the owner's pid and a
+// newline. Returns the lock's descriptor (close-on-exec); -1 when another
+// process holds the lock, with `holder` its pid as the lock file names it (0
+// when it names none); -2 with `error` when the lock file cannot be opened.
+int lock_state(const std::string &path, pid_t &holder, std::string &error);
 
 // The manager's saved configuration on disk: a snapshot file at `path` and a
 // log beside it, `path`.log. Every save appends one record, a whole saved
