@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -28,6 +29,9 @@
 #include "host/sdb_internal.h"
 #include "vlan_mgr_host_sdb.h"
 #include "vlan_mgr_host_trust.h"
+
+static_assert(std::string_view(vlan_mgr_host::DEFAULT_SDB_ROOT) == VLAN_MGR_HOST_SDB_DEFAULT_ROOT);
+static_assert(vlan_mgr_host::SDB_DIR_MODE == VLAN_MGR_HOST_SDB_DIR_MODE);
 
 namespace {
 
