@@ -59,7 +59,11 @@ public:
     const std::string &path() const { return path_; }
 
 private:
-    static int remove_entry(const char *p, const struct stat *, int, FTW *) { return remove(p) == 0 ? 0 : 0; }
+    static int remove_entry(const char *p, const struct stat *, int, FTW *)
+    {
+        (void)remove(p);
+        return 0; // go on with the others
+    }
     std::string path_;
     bool had_root_ = false;
     std::string old_root_;
