@@ -40,6 +40,19 @@ inline constexpr int32_t SDB_ERR_NO_RECORD = 0x411a0007;
 // The shared database's publisher (vlan_mgr_host_sdb.h).
 inline constexpr int32_t SDB_ERR_NOT_OWNER = 0x411a0008;           // file of another user
 inline constexpr int32_t SDB_ERR_PUBLISHED_ELSEWHERE = 0x411a0009; // another process publishes
+// Outside the trust boundary: "shared database: permission denied", with the
+// path that was refused (see note_error_detail).
+inline constexpr int32_t SDB_ERR_PERMISSION = 0x411a000A;
+// The map is full: "shared database: database file full", with its cause (the
+// reader that holds the oldest snapshot, or the map size).
+inline constexpr int32_t SDB_ERR_FULL = 0x411a000B;
+
+// Gives this thread's next syserr2str(error) a detail: the word's text is
+// followed by ": " and `detail` (cut to 255 bytes) until the thread notes
+// another detail. A NULL or empty detail clears it. The shared database notes
+// the refused path with 0x411a000A and the cause with 0x411a000B whenever it
+// returns them.
+void note_error_detail(int32_t error, const char *detail);
 
 // ---- Environment ------------------------------------------------------------
 // Every variable is read when it is needed (not cached), so that a change made
@@ -56,6 +69,7 @@ inline constexpr const char ENV_SYSLOG_STDERR[] = "VLAN_MGR_SYSLOG_STDERR"; // "
 inline constexpr const char ENV_MODULE_TYPE[] = "VLAN_MGR_MODULE_TYPE";   // card module type
 // Message transport.
 inline constexpr const char ENV_SDB_ROOT[] = "VLAN_MGR_SDB_ROOT";         // replaces /dev/shm in database paths
+inline constexpr const char DEFAULT_SDB_ROOT[] = "/dev/shm/vlan_mgr";    // ... when it is not set
 inline constexpr const char ENV_RUN_DIR[] = "VLAN_MGR_RUN_DIR";           // ipc endpoints
 inline constexpr const char DEFAULT_RUN_DIR[] = "/run/vlan_mgr";
 inline constexpr const char ENV_MTS_TIMEOUT_MS[] = "VLAN_MGR_MTS_TIMEOUT_MS"; // reply time-out

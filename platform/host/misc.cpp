@@ -46,13 +46,32 @@ constexpr ErrorText error_texts[] = {
     // The shared database's publisher.
     {vlan_mgr_host::SDB_ERR_NOT_OWNER, "shared database: the database file belongs to another user"},
     {vlan_mgr_host::SDB_ERR_PUBLISHED_ELSEWHERE, "shared database: another process publishes this database"},
+    {vlan_mgr_host::SDB_ERR_PERMISSION, "shared database: permission denied"},
+    {vlan_mgr_host::SDB_ERR_FULL, "shared database: database file full"},
 };
 
 // Texts made for words without a fixed text, one buffer per thread so that
 // two threads asking at once each keep theirs until their next call.
 thread_local char made_text[64];
 
+// The detail noted for one word in this thread, and the text made with it.
+constexpr size_t kDetailMax = 256;
+thread_local int32_t detail_error = 0;
+thread_local char detail_text[kDetailMax];
+thread_local char detailed_text[kDetailMax + 128];
+
 } // namespace
+
+void vlan_mgr_host::note_error_detail(int32_t error, const char *detail)
+{
+    if (detail == nullptr || detail[0] == '\0') {
+        detail_error = 0;
+        detail_text[0] = '\0';
+        return;
+    }
+    detail_error = error;
+    std::snprintf(detail_text, sizeof detail_text, "%s", detail);
+}
 
 extern "C" {
 
@@ -61,15 +80,20 @@ uint32_t hton_if_index(uint32_t if_index) { return htonl(if_index); }
 uint32_t ntoh_if_index(uint32_t if_index) { return ntohl(if_index); }
 
 // 0 for success; errno values (1..4095) get the C library's text; the
-// platform's own words have fixed texts; anything else is "unknown error
+// platform's own words have fixed texts, followed by the detail this thread
+// noted for the word (note_error_detail); anything else is "unknown error
 // 0x...". Never NULL.
 const char *syserr2str(int32_t error)
 {
     if (error == 0)
         return "success";
     for (const ErrorText &e : error_texts)
-        if (e.error == error)
-            return e.text;
+        if (e.error == error) {
+            if (detail_error != error || detail_text[0] == '\0')
+                return e.text;
+            std::snprintf(detailed_text, sizeof detailed_text, "%s: %s", e.text, detail_text);
+            return detailed_text;
+        }
     if (error > 0 && error < 4096) {
         // The GNU strerror_r returns a pointer to a text (ours or a static one).
         const char *t = strerror_r(error, made_text, sizeof made_text);

@@ -13,10 +13,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "host/sdb_internal.h"
+#include "vlan_mgr_host_trust.h"
 #include "vlan_mgr_platform.h"
 
 namespace vlan_mgr_host {
@@ -218,19 +220,36 @@ const char *sdb_uri_path(const char *uri)
     return uri + SDB_SCHEME_LEN;
 }
 
-bool sdb_file_path(const char *uri, char (&out)[SDB_URI_MAX])
+bool sdb_file_path(const char *uri, char (&out)[SDB_URI_MAX], size_t *root_len)
 {
     static constexpr char kShm[] = "/dev/shm/";
     const char *path = sdb_uri_path(uri);
+    if (root_len != nullptr)
+        *root_len = 0;
     if (path == nullptr)
         return false;
+    if (std::strncmp(path, kShm, sizeof kShm - 1) != 0) {
+        const int n = std::snprintf(out, sizeof out, "%s", path);
+        return n >= 0 && static_cast<size_t>(n) < sizeof out;
+    }
     const char *root = std::getenv(vlan_mgr_host::ENV_SDB_ROOT);
-    int n;
-    if (root != nullptr && root[0] != '\0' && std::strncmp(path, kShm, sizeof kShm - 1) == 0)
-        n = std::snprintf(out, sizeof out, "%s/%s", root, path + sizeof kShm - 1);
-    else
-        n = std::snprintf(out, sizeof out, "%s", path);
-    return n >= 0 && static_cast<size_t>(n) < sizeof out;
+    if (root == nullptr || root[0] == '\0')
+        root = DEFAULT_SDB_ROOT;
+    size_t len = std::strlen(root);
+    while (len > 1 && root[len - 1] == '/')
+        --len;
+    const int n = std::snprintf(out, sizeof out, "%.*s/%s", static_cast<int>(len), root, path + sizeof kShm - 1);
+    if (n < 0 || static_cast<size_t>(n) >= sizeof out)
+        return false;
+    if (root_len != nullptr)
+        *root_len = len;
+    return true;
+}
+
+int32_t sdb_denied(const char *path)
+{
+    note_error_detail(SDB_ERR_PERMISSION, path);
+    return SDB_ERR_PERMISSION;
 }
 
 SdbSlot *sdb_find_slot(const char *uri)
@@ -272,14 +291,46 @@ void sdb_release_slot(SdbSlot *slot)
     slot->gen.fetch_add(1, std::memory_order_release);
 }
 
+namespace {
+
+// The owner's process makes a missing lock file itself, in the trust group
+// with mode 0660 whatever the umask, before LMDB would make it with the
+// umask's mode. 0 or an errno value.
+int make_lock_file(const char *lock_path)
+{
+    const int fd = open(lock_path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, SDB_LOCK_MODE);
+    if (fd < 0)
+        return errno == EEXIST ? 0 : errno;
+    const int rc = vlan_mgr_host_trust_fd(fd, SDB_LOCK_MODE);
+    close(fd);
+    return rc;
+}
+
+// The file that refused this process: the lock file when it cannot be opened
+// for writing (every reader writes its slot), else the data file.
+const char *refused_file(const char *path, const char *lock_path)
+{
+    const int fd = open(lock_path, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+    if (fd >= 0) {
+        close(fd);
+        return path;
+    }
+    return errno == EACCES || errno == EPERM ? lock_path : path;
+}
+
+} // namespace
+
 int32_t sdb_open_env(SdbSlot *slot)
 {
     char path[SDB_URI_MAX];
     if (!sdb_file_path(slot->uri, path))
         return SDB_ERR_BACKING_FILE;
     struct stat st;
-    if (stat(path, &st) != 0)
+    if (stat(path, &st) != 0) {
+        if (errno == EACCES)
+            return sdb_denied(path);
         return errno == ENOENT || errno == ENOTDIR ? SDB_ERR_NO_RECORD : SDB_ERR_BACKING_FILE;
+    }
     if (!S_ISREG(st.st_mode))
         return SDB_ERR_BACKING_FILE;
     if (st.st_size == 0)
@@ -287,6 +338,12 @@ int32_t sdb_open_env(SdbSlot *slot)
     // The owner's processes open the file read-write, so that a publisher of
     // the same process can share the environment; others read only.
     const bool rdonly = st.st_uid != geteuid();
+    char lock_path[SDB_URI_MAX + 8];
+    std::snprintf(lock_path, sizeof lock_path, "%s-lock", path);
+    if (!rdonly) {
+        if (const int e = make_lock_file(lock_path); e != 0)
+            return e == EACCES || e == EPERM ? sdb_denied(lock_path) : SDB_ERR_BACKING_FILE;
+    }
     MDB_env *env = nullptr;
     int rc = mdb_env_create(&env);
     if (rc != 0)
@@ -294,17 +351,23 @@ int32_t sdb_open_env(SdbSlot *slot)
     mdb_env_set_maxreaders(env, SDB_MAX_READERS);
     const unsigned flags =
         MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD | (rdonly ? MDB_RDONLY : MDB_NOSYNC | MDB_NOMETASYNC);
-    rc = mdb_env_open(env, path, flags, 0644);
+    rc = mdb_env_open(env, path, flags, SDB_FILE_MODE);
     MDB_txn *txn = nullptr;
     MDB_dbi dbi = 0;
-    if (rc == 0)
+    if (rc == 0) {
+        // Slots of readers that died are given back at every open.
+        int dead = 0;
+        mdb_reader_check(env, &dead);
         rc = mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn);
+    }
     if (rc == 0) {
         rc = mdb_dbi_open(txn, nullptr, 0, &dbi);
         mdb_txn_abort(txn);
     }
     if (rc != 0) {
         mdb_env_close(env);
+        if (rc == EACCES || rc == EPERM)
+            return sdb_denied(refused_file(path, lock_path));
         return rc == ENOENT ? SDB_ERR_NO_RECORD : sdb_error_word(rc);
     }
     slot->env = env;
@@ -328,8 +391,14 @@ int32_t sdb_error_word(int rc)
         return 0;
     case MDB_NOTFOUND:
         return SDB_ERR_NO_RECORD;
-    case ENOMEM:
+    case EACCES:
+    case EPERM:
+        note_error_detail(SDB_ERR_PERMISSION, nullptr);
+        return SDB_ERR_PERMISSION;
     case MDB_MAP_FULL:
+        note_error_detail(SDB_ERR_FULL, nullptr);
+        return SDB_ERR_FULL;
+    case ENOMEM:
     case MDB_TXN_FULL:
     case MDB_READERS_FULL:
     case MDB_DBS_FULL:

@@ -27,7 +27,9 @@ inline constexpr size_t SDB_URI_MAX = 256;     // bytes of a URI, its NUL includ
 inline constexpr unsigned SDB_SLOTS = 32;      // database files open at once
 inline constexpr unsigned SDB_MAX_READERS = 1024; // reader slots of a new lock file
 inline constexpr uint32_t SDB_MAX_KEY = 511;   // LMDB's default key size bound
-inline constexpr uint32_t SDB_DEFAULT_MAP_MB = 64;
+// The map of a new file: a VDC with every VLAN and 1024 ports republished
+// whole takes 91 MiB (three copies of 30 MiB); see docs/host_platform.md.
+inline constexpr uint32_t SDB_DEFAULT_MAP_MB = 128;
 inline constexpr uint32_t SDB_MAX_MAP_MB = 4096;
 inline constexpr const char ENV_SDB_MAP_MB[] = "VLAN_MGR_SDB_MAP_MB"; // map size of a new file
 
@@ -57,9 +59,23 @@ SdbRegistry &sdb_registry();
 // does not fit a slot).
 const char *sdb_uri_path(const char *uri);
 // The file that holds the database of `uri`: its path, with a leading
-// "/dev/shm/" replaced by $VLAN_MGR_SDB_ROOT when that is set, so that a test
-// or a second instance keeps its databases apart. False when it does not fit.
-bool sdb_file_path(const char *uri, char (&out)[SDB_URI_MAX]);
+// "/dev/shm/" replaced by the database root, the directory of the trust
+// boundary that holds the databases: $VLAN_MGR_SDB_ROOT when that is set (a
+// test or a second instance keeps its databases apart), else
+// /dev/shm/vlan_mgr. `*root_len` (may be nullptr) receives the length of the
+// root in `out`, or 0 for a path outside /dev/shm/, which is used as it is.
+// False when it does not fit.
+bool sdb_file_path(const char *uri, char (&out)[SDB_URI_MAX], size_t *root_len = nullptr);
+
+// Modes of the boundary (vlan_mgr_host_trust.h): the database root and its
+// VDC directories, the data files, the lock files (readers write their reader
+// slot in the lock file, so the group may write it). All in the trust group.
+inline constexpr unsigned SDB_DIR_MODE = 02750;
+inline constexpr unsigned SDB_FILE_MODE = 0640;
+inline constexpr unsigned SDB_LOCK_MODE = 0660;
+
+// Notes `path` as the detail of 0x411a000A for this thread and returns it.
+int32_t sdb_denied(const char *path);
 
 // With the registry mutex held: the slot of `uri`, or nullptr.
 SdbSlot *sdb_find_slot(const char *uri);
@@ -77,7 +93,9 @@ int32_t sdb_open_env(SdbSlot *slot);
 // Registers the fork handlers once (mutex held).
 void sdb_register_atfork(SdbRegistry &reg);
 
-// The platform's word for an LMDB result or an errno value.
+// The platform's word for an LMDB result or an errno value. EACCES and EPERM
+// give 0x411a000A and MDB_MAP_FULL 0x411a000B, with no detail: a caller that
+// knows the path or the cause notes it afterwards.
 int32_t sdb_error_word(int rc);
 
 // Test seam: called by sdb_pub_commit inside its write transaction after each

@@ -9,10 +9,17 @@
 // lock file for its whole life. Only the file's owner may publish; a new file
 // is made under a temporary name and renamed into place, so that a reader
 // never finds a file that is not yet a database.
+//
+// The publisher keeps its files inside the trust boundary
+// (vlan_mgr_host_trust.h): it makes the database root and the VDC directories
+// under it (02750), the data file (0640) and the lock file (0660), all in the
+// trust group whatever the umask, so that nobody outside the group can open,
+// truncate or fill them.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -21,6 +28,10 @@
 
 #include "host/sdb_internal.h"
 #include "vlan_mgr_host_sdb.h"
+#include "vlan_mgr_host_trust.h"
+
+static_assert(std::string_view(vlan_mgr_host::DEFAULT_SDB_ROOT) == VLAN_MGR_HOST_SDB_DEFAULT_ROOT);
+static_assert(vlan_mgr_host::SDB_DIR_MODE == VLAN_MGR_HOST_SDB_DIR_MODE);
 
 namespace {
 
@@ -37,7 +48,6 @@ struct sdb_pub {
     size_t len;
     size_t cap;
     uint32_t count;
-    uint32_t commits;
 };
 
 namespace vlan_mgr_host {
@@ -73,8 +83,54 @@ uint32_t map_mb()
     return static_cast<uint32_t>(mb);
 }
 
+// The word for a failed open/create of `file`: permission refused names it.
+int32_t file_error(int e, const char *file)
+{
+    if (e == EACCES || e == EPERM)
+        return sdb_denied(file);
+    return SDB_ERR_BACKING_FILE;
+}
+
+// Makes `dir` a directory of the boundary (SDB_DIR_MODE, trust group). A
+// directory that every user may write to (a shared temporary directory such
+// as /dev/shm itself) is never taken over, nor is one of another user.
+int32_t secure_dir(const char *dir)
+{
+    struct stat st;
+    if (lstat(dir, &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & (S_ISVTX | S_IWOTH)) != 0)
+        return sdb_denied(dir);
+    const int e = vlan_mgr_host_trust_dir(dir, SDB_DIR_MODE);
+    if (e == 0)
+        return 0;
+    return e == EACCES || e == EPERM ? sdb_denied(dir) : SDB_ERR_BACKING_FILE;
+}
+
+// Makes the root and every directory between it and the file (a VDC's
+// directory) directories of the boundary. `root_len` 0: a path outside the
+// root, whose directory is the caller's.
+int32_t secure_dirs(const char *path, size_t root_len)
+{
+    if (root_len == 0)
+        return 0;
+    if (root_len == 1) // the root directory "/" itself is nobody's database directory
+        return sdb_denied("/");
+    char dir[SDB_URI_MAX];
+    std::memcpy(dir, path, SDB_URI_MAX);
+    for (size_t i = root_len; dir[i] != '\0'; ++i) {
+        if (dir[i] != '/' || i == 0)
+            continue;
+        dir[i] = '\0';
+        const bool skip = i > root_len && dir[i - 1] == '/';
+        const int32_t rc = skip ? 0 : secure_dir(dir);
+        dir[i] = '/';
+        if (rc != 0)
+            return rc;
+    }
+    return 0;
+}
+
 // Makes a new, empty database at `path`: written under a temporary name with
-// mode 0644 and renamed into place.
+// mode 0640 in the trust group and renamed into place.
 int32_t create_file(const char *path)
 {
     char tmp[SDB_URI_MAX + 16];
@@ -83,16 +139,16 @@ int32_t create_file(const char *path)
         return SDB_ERR_INVALID_ARG;
     const int fd = mkstemp(tmp);
     if (fd < 0)
-        return errno == EACCES || errno == EPERM ? SDB_ERR_NOT_OWNER : SDB_ERR_BACKING_FILE;
-    const bool chmod_ok = fchmod(fd, 0644) == 0;
+        return file_error(errno, path);
+    const int trust_rc = vlan_mgr_host_trust_fd(fd, SDB_FILE_MODE);
     close(fd);
     std::snprintf(tmp_lock, sizeof tmp_lock, "%s-lock", tmp);
     MDB_env *env = nullptr;
-    int rc = chmod_ok ? mdb_env_create(&env) : EACCES;
+    int rc = trust_rc == 0 ? mdb_env_create(&env) : trust_rc;
     if (rc == 0) {
         mdb_env_set_mapsize(env, static_cast<size_t>(map_mb()) << 20);
         mdb_env_set_maxreaders(env, SDB_MAX_READERS);
-        rc = mdb_env_open(env, tmp, MDB_NOSUBDIR | MDB_NOTLS | MDB_NOSYNC | MDB_NOMETASYNC, 0644);
+        rc = mdb_env_open(env, tmp, MDB_NOSUBDIR | MDB_NOTLS | MDB_NOSYNC | MDB_NOMETASYNC, SDB_FILE_MODE);
         MDB_txn *txn = nullptr;
         if (rc == 0)
             rc = mdb_txn_begin(env, nullptr, 0, &txn);
@@ -105,27 +161,53 @@ int32_t create_file(const char *path)
         rc = errno;
     if (rc != 0) {
         unlink(tmp);
-        return sdb_error_word(rc);
+        return rc == EACCES || rc == EPERM ? sdb_denied(path) : sdb_error_word(rc);
     }
     return 0;
 }
 
+// Gives an existing data file of this user the boundary's group and mode (a
+// file made by an earlier version had mode 0644).
+int32_t secure_file(const char *path)
+{
+    const int fd = open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return file_error(errno, path);
+    struct stat st;
+    int32_t rc = 0;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+        rc = SDB_ERR_BACKING_FILE;
+    else if (st.st_uid != geteuid())
+        rc = SDB_ERR_NOT_OWNER;
+    else if (const int e = vlan_mgr_host_trust_fd(fd, SDB_FILE_MODE); e != 0)
+        rc = file_error(e, path);
+    close(fd);
+    return rc;
+}
+
 // Opens (creating when needed) the lock file and takes the publisher's flock.
+// The lock file is this user's, mode 0660 in the trust group: every reader of
+// the group registers in it, nobody else may open it.
 int32_t lock_publisher(const char *path, int *fd_out)
 {
     char lock_path[SDB_URI_MAX + 8];
     std::snprintf(lock_path, sizeof lock_path, "%s-lock", path);
-    const int fd = open(lock_path, O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    const int fd = open(lock_path, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, SDB_LOCK_MODE);
     if (fd < 0)
-        return errno == EACCES || errno == EPERM ? SDB_ERR_NOT_OWNER : SDB_ERR_BACKING_FILE;
-    // Every reader registers in the lock file, whatever its user.
+        return file_error(errno, lock_path);
     struct stat st;
-    if (fstat(fd, &st) == 0 && st.st_uid == geteuid() && (st.st_mode & 0777) != 0666)
-        (void)fchmod(fd, 0666);
-    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
-        const int e = errno;
+    int32_t rc = 0;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+        rc = SDB_ERR_BACKING_FILE;
+    else if (st.st_uid != geteuid())
+        rc = SDB_ERR_NOT_OWNER;
+    else if (const int e = vlan_mgr_host_trust_fd(fd, SDB_LOCK_MODE); e != 0)
+        rc = file_error(e, lock_path);
+    if (rc == 0 && flock(fd, LOCK_EX | LOCK_NB) != 0)
+        rc = errno == EWOULDBLOCK ? SDB_ERR_PUBLISHED_ELSEWHERE : SDB_ERR_BACKING_FILE;
+    if (rc != 0) {
         close(fd);
-        return e == EWOULDBLOCK ? SDB_ERR_PUBLISHED_ELSEWHERE : SDB_ERR_BACKING_FILE;
+        return rc;
     }
     *fd_out = fd;
     return 0;
@@ -137,20 +219,24 @@ int32_t open_locked(const char *uri, sdb_pub **out)
     if (slot != nullptr && slot->pub != nullptr)
         return SDB_ERR_ALREADY_OPEN;
     char path[SDB_URI_MAX];
-    if (!sdb_file_path(uri, path))
+    size_t root_len = 0;
+    if (!sdb_file_path(uri, path, &root_len))
         return SDB_ERR_BACKING_FILE;
     struct stat st;
-    if (stat(path, &st) == 0 && (st.st_uid != geteuid() || !S_ISREG(st.st_mode)))
+    if (lstat(path, &st) == 0 && (st.st_uid != geteuid() || !S_ISREG(st.st_mode)))
         return st.st_uid != geteuid() ? SDB_ERR_NOT_OWNER : SDB_ERR_BACKING_FILE;
+    int32_t rc = secure_dirs(path, root_len);
+    if (rc != 0)
+        return rc;
     int lock_fd = -1;
-    int32_t rc = lock_publisher(path, &lock_fd);
+    rc = lock_publisher(path, &lock_fd);
     if (rc != 0)
         return rc;
     // Under the lock no other publisher makes the file at the same time.
-    if (stat(path, &st) != 0)
-        rc = errno == ENOENT ? create_file(path) : SDB_ERR_BACKING_FILE;
-    else if (st.st_uid != geteuid())
-        rc = SDB_ERR_NOT_OWNER;
+    if (lstat(path, &st) != 0)
+        rc = errno == ENOENT ? create_file(path) : file_error(errno, path);
+    else
+        rc = secure_file(path);
     if (rc == 0 && (slot = sdb_take_slot(uri)) == nullptr)
         rc = SDB_ERR_NO_MEMORY;
     if (rc == 0 && slot->env == nullptr) {
@@ -169,7 +255,7 @@ int32_t open_locked(const char *uri, sdb_pub **out)
         close(lock_fd);
         return rc;
     }
-    // Reader slots of processes that died are given back now and then.
+    // Reader slots of processes that died are given back.
     int dead = 0;
     mdb_reader_check(slot->env, &dead);
     pthread_mutex_init(&pub->mutex, nullptr);
@@ -246,6 +332,12 @@ int apply(sdb_pub *pub)
 {
     MDB_env *env = pub->slot->env;
     const MDB_dbi dbi = pub->slot->dbi;
+    // Reader slots of processes that died are given back before every write
+    // transaction: a reader killed inside its read transaction would
+    // otherwise keep its snapshot's pages from being reused until the map is
+    // full.
+    int dead = 0;
+    mdb_reader_check(env, &dead);
     MDB_txn *txn = nullptr;
     int rc = mdb_txn_begin(env, nullptr, 0, &txn);
     if (rc != 0)
@@ -278,6 +370,50 @@ int apply(sdb_pub *pub)
         return mdb_txn_commit(txn);
     mdb_txn_abort(txn);
     return rc;
+}
+
+// The oldest snapshot that a live reader holds, from LMDB's reader table.
+struct OldestReader {
+    long pid = 0;
+    unsigned long long txnid = 0;
+};
+
+// mdb_reader_list's lines: a title, then "pid thread txnid" per slot in use,
+// txnid "-" for a reader between transactions.
+int scan_reader(const char *line, void *ctx)
+{
+    auto *oldest = static_cast<OldestReader *>(ctx);
+    long pid = 0;
+    char txn[32] = "";
+    if (std::sscanf(line, "%ld %*s %31s", &pid, txn) != 2 || pid <= 0 || txn[0] < '0' || txn[0] > '9')
+        return 0;
+    const unsigned long long txnid = std::strtoull(txn, nullptr, 10);
+    if (oldest->pid == 0 || txnid < oldest->txnid) {
+        oldest->pid = pid;
+        oldest->txnid = txnid;
+    }
+    return 0;
+}
+
+// Notes why the map is full: the reader that holds the oldest snapshot, when
+// one holds a snapshot older than the last commit (its pages cannot be
+// reused), else the map's size (the batch does not fit).
+void note_full_cause(MDB_env *env)
+{
+    int dead = 0;
+    mdb_reader_check(env, &dead);
+    OldestReader oldest;
+    mdb_reader_list(env, scan_reader, &oldest);
+    MDB_envinfo info{};
+    mdb_env_info(env, &info);
+    char text[160];
+    if (oldest.pid != 0 && oldest.txnid < static_cast<unsigned long long>(info.me_last_txnid))
+        std::snprintf(text, sizeof text, "reader pid %ld holds a snapshot since transaction %llu", oldest.pid,
+                      oldest.txnid);
+    else
+        std::snprintf(text, sizeof text, "the batch does not fit the map of %lu MiB",
+                      static_cast<unsigned long>(info.me_mapsize >> 20));
+    note_error_detail(SDB_ERR_FULL, text);
 }
 
 } // namespace
@@ -315,14 +451,13 @@ int32_t sdb_pub_commit(sdb_pub_t *pub)
     if (pub->slot == nullptr)
         return SDB_ERR_NOT_OPEN;
     pthread_mutex_lock(&pub->mutex);
-    int rc = pub->count > 0 ? apply(pub) : 0;
+    const int rc = pub->count > 0 ? apply(pub) : 0;
     clear_batch(pub);
-    if (rc == 0 && ++pub->commits % 64 == 0) {
-        int dead = 0;
-        mdb_reader_check(pub->slot->env, &dead);
-    }
+    const int32_t word = sdb_error_word(rc);
+    if (rc == MDB_MAP_FULL)
+        note_full_cause(pub->slot->env);
     pthread_mutex_unlock(&pub->mutex);
-    return sdb_error_word(rc);
+    return word;
 }
 
 int32_t sdb_pub_discard(sdb_pub_t *pub)

@@ -3,7 +3,9 @@
 // and reader processes look them up with the library's lookups and getters.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,14 +14,14 @@
 #include <vlan_mgr/bd_db.h>
 
 #include "bd_db/bd_cache.h"
+#include "host/host_platform.h"
 #include "sdb_test_util.h"
 #include "vlan_mgr_host_sdb.h"
+#include "vlan_mgr_host_trust.h"
 
 namespace {
 
 constexpr uint16_t kVdc = 3;
-constexpr char kDir[] = "/dev/shm/3";
-constexpr char kFile[] = "/dev/shm/3/vlan_mgr_bd_sdb";
 constexpr char kUri[] = "volatile:/dev/shm/3/vlan_mgr_bd_sdb";
 
 // A VLAN record: BD id, primary VLAN, type, mode, segment id, big-endian.
@@ -37,12 +39,6 @@ VlanRec vlan_rec(uint16_t bd, uint32_t primary, uint32_t type, uint32_t mode, ui
         for (int i = 0; i < 4; ++i)
             r.b[2 + 4 * w + i] = static_cast<uint8_t>(words[w] >> (24 - 8 * i));
     return r;
-}
-
-void remove_db()
-{
-    unlink(kFile);
-    unlink((std::string(kFile) + "-lock").c_str());
 }
 
 // Publishes, from a process of its own, VLAN 10 with `bd10`, VLAN 20 (an
@@ -70,19 +66,15 @@ int publish(uint16_t bd10)
     });
 }
 
+// The database root is a private directory (removed with the files), so
+// that VDC 3's file is <root>/3/vlan_mgr_bd_sdb.
 class BdDbHost : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        mkdir(kDir, 0755);
-        remove_db();
-    }
+    sdb_test::ShmDir dir;
     void TearDown() override
     {
         vlan_mgr_disable_cached_bd_sdb();
         vlan_close_bd_sdb(kVdc);
-        remove_db();
-        rmdir(kDir);
     }
 };
 
@@ -149,6 +141,55 @@ TEST_F(BdDbHost, CacheServesRepeatedLookupsAndReopenSeesNewData)
     ASSERT_EQ(vlan_close_bd_sdb(kVdc), 0u);
     ASSERT_EQ(vlan_get_bd(vdc_vlan_id_t{kVdc, 10}, &bd), 0u);
     EXPECT_EQ(bd, 0x0777);
+}
+
+// The history entry of the last library report of this process.
+void last_report(const vlan_mgr_host::HistEntry &entry, void *ctx)
+{
+    char text[2 * vlan_mgr_host::SLOT_DATA_BYTES + 1];
+    uint32_t len = 0;
+    vlan_mgr_host::hist_entry_text(entry, text, sizeof text, &len, nullptr);
+    *static_cast<std::string *>(ctx) = text;
+}
+
+TEST_F(BdDbHost, AReaderOutsideTheTrustGroupIsToldPermissionDeniedWithThePath)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root to switch to another user";
+    ASSERT_EQ(publish(0x0105), 0);
+    int p[2];
+    ASSERT_EQ(pipe(p), 0);
+    const gid_t gid = vlan_mgr_host_trust_gid();
+    const int status = sdb_test::in_child([&] {
+        close(p[0]);
+        if (!sdb_test::become_nobody(false, gid))
+            return 1;
+        // Its history ring in memory: nobody may not make a file in dir.
+        setenv("VLAN_MGR_HIST_DIR", dir.path().c_str(), 1);
+        vlan_mgr_host::hist_ring_close(false);
+        char head[64];
+        std::snprintf(head, sizeof head, "0x%x pid %d|", vlan_open_bd_sdb(kVdc), static_cast<int>(getpid()));
+        uint16_t bd = 0;
+        std::snprintf(head + std::strlen(head), sizeof head - std::strlen(head), "0x%x|",
+                      vlan_get_bd(vdc_vlan_id_t{kVdc, 10}, &bd));
+        std::string report;
+        vlan_mgr_host::hist_ring_read_self(last_report, &report, nullptr);
+        const std::string out = head + report;
+        return write(p[1], out.data(), out.size()) == static_cast<ssize_t>(out.size()) ? 0 : 2;
+    });
+    close(p[1]);
+    std::string seen;
+    char buf[1024];
+    ssize_t n;
+    while ((n = read(p[0], buf, sizeof buf)) > 0)
+        seen.append(buf, static_cast<size_t>(n));
+    close(p[0]);
+    ASSERT_EQ(status, 0);
+    const std::string pid = seen.substr(seen.find("pid ") + 4, seen.find('|') - seen.find("pid ") - 4);
+    EXPECT_EQ(seen, "0x411a000a pid " + pid + "|0x411a000a|" + "vlan_mgr vlan_open_bd_sdb:4854 pid " + pid +
+                        ", vdc 3, sdb_open(volatile:/dev/shm/3/vlan_mgr_bd_sdb) failed, err 0x411a000a "
+                        "[shared database: permission denied: " +
+                        dir.file("3/vlan_mgr_bd_sdb") + "]");
 }
 
 } // namespace

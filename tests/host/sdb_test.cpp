@@ -122,7 +122,7 @@ TEST_F(Sdb, ADatabaseNotMadeYetOpensAndHasNoRecordsUntilItsPublisherMakesIt)
 
 TEST_F(Sdb, ADatabaseInAVdcDirectoryNotMadeYetOpens)
 {
-    const std::string vdc_uri = "volatile:" + dir.path() + "/2/vlan_mgr_bd_sdb";
+    const std::string vdc_uri = dir.uri("2/vlan_mgr_bd_sdb");
     EXPECT_EQ(sdb_open(vdc_uri.c_str(), 1, 0, 0, 0), 0);
     sdb_key_t k = key4(K100);
     int32_t err = -1;
@@ -276,19 +276,20 @@ TEST_F(Sdb, CloseOfADatabaseNotOpenIsNotOpen)
 
 TEST_F(Sdb, AFileThatIsNotADatabaseIsCorrupt)
 {
+    ASSERT_EQ(mkdir(dir.root().c_str(), 0755), 0);
     const std::string path = dir.file("not_a_db");
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT, 0644);
     ASSERT_GE(fd, 0);
     std::string junk(8192, 'x');
     ASSERT_EQ(write(fd, junk.data(), junk.size()), static_cast<ssize_t>(junk.size()));
     close(fd);
-    const std::string junk_uri = "volatile:" + path;
+    const std::string junk_uri = dir.uri("not_a_db");
     EXPECT_EQ(sdb_open(junk_uri.c_str(), 1, 0, 0, 0), CORRUPT);
     EXPECT_EQ(sdb_close(junk_uri.c_str()), NOT_OPEN);
 
     const std::string empty = dir.file("empty");
     close(open(empty.c_str(), O_WRONLY | O_CREAT, 0644));
-    const std::string empty_uri = "volatile:" + empty;
+    const std::string empty_uri = dir.uri("empty");
     EXPECT_EQ(sdb_open(empty_uri.c_str(), 1, 0, 0, 0), CORRUPT);
 }
 

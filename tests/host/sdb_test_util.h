@@ -1,12 +1,18 @@
 // Helpers of the shared database's tests: a private directory under /dev/shm
-// and a forked child whose result comes back as its exit status.
+// that is the database root, a forked child whose result comes back as its
+// exit status, and a child that becomes another user.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 #include <string>
 
+#include <cstdio>
+#include <cstdlib>
+
 #include <dirent.h>
+#include <ftw.h>
+#include <grp.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,7 +22,10 @@
 namespace sdb_test {
 
 // A fresh directory under /dev/shm (mode 0755, so that a process of another
-// user can reach the files), removed with its files at the end.
+// user can reach what is in it), removed with everything in it at the end.
+// While it lives, the database root ($VLAN_MGR_SDB_ROOT) is its subdirectory
+// "sdb", which the first publisher makes: uri("name") is
+// "volatile:/dev/shm/name" and its file is file("name"), <dir>/sdb/name.
 class ShmDir {
 public:
     ShmDir()
@@ -26,26 +35,63 @@ public:
             path_ = tmpl;
             chmod(tmpl, 0755);
         }
+        if (const char *old = std::getenv("VLAN_MGR_SDB_ROOT")) {
+            had_root_ = true;
+            old_root_ = old;
+        }
+        setenv("VLAN_MGR_SDB_ROOT", root().c_str(), 1);
     }
     ~ShmDir()
     {
-        if (DIR *d = opendir(path_.c_str())) {
-            while (dirent *e = readdir(d)) {
-                std::string n = e->d_name;
-                if (n != "." && n != "..")
-                    unlink((path_ + "/" + n).c_str());
-            }
-            closedir(d);
-        }
-        rmdir(path_.c_str());
+        if (had_root_)
+            setenv("VLAN_MGR_SDB_ROOT", old_root_.c_str(), 1);
+        else
+            unsetenv("VLAN_MGR_SDB_ROOT");
+        if (!path_.empty())
+            nftw(path_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
     }
-    std::string file(const char *name) const { return path_ + "/" + name; }
-    std::string uri(const char *name) const { return "volatile:" + file(name); }
+    ShmDir(const ShmDir &) = delete;
+    ShmDir &operator=(const ShmDir &) = delete;
+    // The database root.
+    std::string root() const { return path_ + "/sdb"; }
+    std::string file(const char *name) const { return root() + "/" + name; }
+    std::string uri(const char *name) const { return std::string("volatile:/dev/shm/") + name; }
     const std::string &path() const { return path_; }
 
 private:
+    static int remove_entry(const char *p, const struct stat *, int, FTW *)
+    {
+        (void)remove(p);
+        return 0; // go on with the others
+    }
     std::string path_;
+    bool had_root_ = false;
+    std::string old_root_;
 };
+
+// Counts the entries of a directory ("." and ".." not counted); -1 when it
+// cannot be read.
+inline int count_entries(const std::string &dir)
+{
+    DIR *d = opendir(dir.c_str());
+    if (d == nullptr)
+        return -1;
+    int n = 0;
+    while (dirent *e = readdir(d))
+        n += std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0;
+    closedir(d);
+    return n;
+}
+
+// Switches a forked child to user and group 65534 (nobody). With `member`, it
+// keeps the trust group as its only supplementary group (a reader inside the
+// boundary); without, it has none (a local user outside it).
+inline bool become_nobody(bool member, gid_t trust_gid)
+{
+    const gid_t groups[1] = {trust_gid};
+    return setgroups(member ? 1 : 0, groups) == 0 && setgid(65534) == 0 && setuid(65534) == 0 &&
+           geteuid() == 65534;
+}
 
 // Runs `fn` in a forked child; returns its exit status (fn's result), or -1
 // when the child did not exit normally.

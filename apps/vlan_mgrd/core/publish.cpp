@@ -1,11 +1,9 @@
 // Publishing the VDCs' BD databases (record layouts in publish.h).
 #include "publish.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <sys/stat.h>
 
 #include <vlan_mgr_host_sdb.h>
 #include <vlan_mgr_platform.h>
@@ -61,20 +59,6 @@ void put_if_index(WireWriter &w, uint32_t if_index)
 {
     const uint32_t v = hton_if_index(if_index);
     w.bytes(&v, 4);
-}
-
-std::string sdb_root()
-{
-    const char *root = std::getenv("VLAN_MGR_SDB_ROOT");
-    return root != nullptr && root[0] != '\0' ? std::string(root) : std::string("/dev/shm");
-}
-
-bool make_dir(const std::string &dir, std::string &error)
-{
-    if (::mkdir(dir.c_str(), 0755) == 0 || errno == EEXIST)
-        return true;
-    error = "cannot create " + dir + ": " + std::strerror(errno);
-    return false;
 }
 
 std::string hex(uint32_t v)
@@ -173,12 +157,11 @@ void Publisher::close()
 
 uint32_t Publisher::open(std::string &error)
 {
-    const std::string root = sdb_root();
+    // The publisher makes the database root and the VDCs' directories itself,
+    // inside the trust boundary.
     for (uint16_t id = 1; id <= kVdcCount; ++id) {
         if (pubs_[id - 1] != nullptr)
             continue;
-        if (id > 1 && !make_dir(root + "/" + std::to_string(id), error))
-            return VLAN_MGR_ERR_STORE;
         const std::string uri = bd_sdb_uri(id);
         sdb_pub *pub = nullptr;
         const int32_t rc = sdb_pub_open(uri.c_str(), &pub);
