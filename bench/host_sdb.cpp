@@ -62,8 +62,7 @@ void bd_record(uint32_t vlan, uint8_t out[18])
 
 // The library's own database of VDC 5.
 constexpr uint16_t kLibVdc = 5;
-constexpr char kLibDir[] = "/dev/shm/5";
-constexpr char kLibFile[] = "/dev/shm/5/vlan_mgr_bd_sdb";
+constexpr char kLibUri[] = "volatile:/dev/shm/5/vlan_mgr_bd_sdb";
 
 struct Fixture {
     bool lib_ok = false;
@@ -80,12 +79,14 @@ struct Fixture {
 
     Fixture()
     {
+        // The run's own database root: "/dev/shm/" in a URI names it.
         char tmpl[] = "/dev/shm/vlan_mgr_bench_sdb.XXXXXX";
         if (mkdtemp(tmpl) == nullptr)
             return;
         dir = tmpl;
-        uri = "volatile:" + dir + "/vlan_mgr_bd_sdb";
-        const std::string floor_uri = "volatile:" + dir + "/floor_sdb";
+        setenv("VLAN_MGR_SDB_ROOT", dir.c_str(), 1);
+        uri = "volatile:/dev/shm/vlan_mgr_bd_sdb";
+        const std::string floor_uri = "volatile:/dev/shm/floor_sdb";
         // The same records in both files; the floor's publisher is closed so
         // that LMDB can open that file directly in this process.
         if (!publish(uri) || !publish(floor_uri) || sdb_open(uri.c_str(), 1, 0, 0, 0) != 0)
@@ -96,8 +97,7 @@ struct Fixture {
             mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn) != 0 || mdb_dbi_open(txn, nullptr, 0, &dbi) != 0)
             return;
         mdb_txn_reset(txn);
-        mkdir(kLibDir, 0755);
-        lib_ok = publish(std::string("volatile:") + kLibFile, kLibVdc);
+        lib_ok = publish(kLibUri, kLibVdc);
         start_redis();
         ok = true;
     }
@@ -192,9 +192,10 @@ struct Fixture {
             mdb_env_close(env);
         sdb_close(uri.c_str());
         vlan_close_bd_sdb(kLibVdc);
-        unlink(kLibFile);
-        unlink((std::string(kLibFile) + "-lock").c_str());
-        rmdir(kLibDir);
+        const std::string lib_dir = dir + "/5";
+        unlink((lib_dir + "/vlan_mgr_bd_sdb").c_str());
+        unlink((lib_dir + "/vlan_mgr_bd_sdb-lock").c_str());
+        rmdir(lib_dir.c_str());
         if (DIR *d = opendir(dir.c_str())) {
             while (dirent *e = readdir(d))
                 if (e->d_name[0] != '.')

@@ -87,7 +87,7 @@ void usage(FILE *out)
                  "                       is the manager's own (mode 0700)\n"
                  "  -i, --iftable FILE   interface table (default: 48 ports Ethernet1/1-48 in VDC 1)\n"
                  "  -d, --sdb-root DIR   directory of the BD database files (default: $VLAN_MGR_SDB_ROOT,\n"
-                 "                       else /dev/shm)\n"
+                 "                       else /dev/shm/vlan_mgr)\n"
                  "  -n, --no-sync        do not flush each save to disk (saves stay atomic and survive\n"
                  "                       the daemon being killed, not a crash of the machine)\n"
                  "  -h, --help           show this help and exit\n"
