@@ -32,6 +32,7 @@ constexpr int32_t kTrunkOpMode = 12;        // mode := the record's 16-bit value
 
 // The largest process id Linux hands out (PID_MAX_LIMIT on 64-bit systems).
 constexpr uint64_t kPidMax = 4194304;
+
 std::vector<uint32_t> vlan_list_arg(const std::string &text)
 {
     std::vector<uint32_t> vlans;
