@@ -9,6 +9,7 @@
 #include <vlan_mgr/opcodes.h>
 
 #include "output.h"
+#include "printable.h"
 #include "status_text.h"
 #include "vlan_list.h"
 #include "vlan_mgr_host_mts.h"
@@ -140,7 +141,7 @@ const vlan_mgr_apps::IfEntry &Client::port(const std::string &name) const
 {
     const vlan_mgr_apps::IfEntry *e = vlan_mgr_apps::find_port(iftable_, vlan_mgr_apps::canonical_port_name(name));
     if (e == nullptr)
-        usage_error("unknown interface " + name);
+        usage_error("unknown interface " + vlan_mgr_apps::echo_text(name));
     return *e;
 }
 

@@ -1,5 +1,6 @@
 #include "commands.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -12,6 +13,7 @@
 #include "client.h"
 #include "history.h"
 #include "output.h"
+#include "printable.h"
 #include "vlan_list.h"
 #include "watch.h"
 
@@ -28,7 +30,8 @@ constexpr int32_t kTrunkOpRemove = 4;       // allowed VLANs -= the bitmap
 constexpr int32_t kTrunkOpNative = 9;       // native VLAN := the record's VLAN
 constexpr int32_t kTrunkOpMode = 12;        // mode := the record's 16-bit value
 
-constexpr size_t kNameMax = 32;
+// The largest process id Linux hands out (PID_MAX_LIMIT on 64-bit systems).
+constexpr uint64_t kPidMax = 4194304;
 
 std::vector<uint32_t> vlan_list_arg(const std::string &text)
 {
@@ -48,10 +51,53 @@ uint32_t vlan_arg(const std::string &text)
     return v;
 }
 
+// A name the operator gives: 1 to 32 printable ASCII characters (the
+// manager refuses the rest with VLAN_MGR_ERR_BAD_NAME).
 void name_arg(const std::string &name)
 {
-    if (name.size() > kNameMax)
-        usage_error("VLAN name longer than 32 characters");
+    if (name.empty() || name.size() > vlan_mgr_apps::kVlanNameMaxChars || !vlan_mgr_apps::all_printable_ascii(name))
+        usage_error("invalid VLAN name: must be 1 to 32 printable ASCII characters");
+}
+
+// A decimal number of 1 to `max` (digits only, no sign or blanks); 0 when
+// `text` is not one.
+uint64_t positive_arg(const std::string &text, uint64_t max)
+{
+    if (text.empty() || text.size() > 19)
+        return 0;
+    uint64_t v = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9')
+            return 0;
+        v = v * 10 + static_cast<uint64_t>(c - '0');
+    }
+    return v <= max ? v : 0;
+}
+
+// The words of an unknown command: the subcommands parsed so far and the
+// first word that names none of the deepest one's subcommands; empty when
+// the command line stopped short of a subcommand instead.
+std::string unknown_command(CLI::App &app)
+{
+    std::string words;
+    CLI::App *cur = &app;
+    for (;;) {
+        CLI::App *next = nullptr;
+        for (CLI::App *sub : cur->get_subcommands())
+            next = sub;
+        if (next == nullptr)
+            break;
+        words += next->get_name() + " ";
+        cur = next;
+    }
+    if (cur->get_subcommands({}).empty())
+        return {};
+    // A word no subcommand takes falls through to the parents: it is among
+    // the words left over anywhere in the parsed chain.
+    for (const std::string &arg : app.remaining(true))
+        if (!arg.empty() && arg[0] != '-')
+            return words + arg;
+    return {};
 }
 
 uint32_t type_arg(const std::string &text)
@@ -76,9 +122,7 @@ struct Args {
     int vdc = 0;
     uint32_t timeout_ms = 0;
     bool json = false;
-    std::string list, name, vlan, action, type, port, mode, show_name;
-    uint64_t count = 0;
-    int pid = 0;
+    std::string list, name, vlan, action, type, port, mode, show_name, count, pid;
 };
 
 } // namespace
@@ -177,13 +221,19 @@ int run(int argc, char **argv)
 
     // ---- watch, history
     CLI::App *watchc = app.add_subcommand("watch", "Print the manager's notifications as they arrive");
-    watchc->add_option("--count", a.count, "Stop after this many records");
+    watchc->add_option("--count", a.count, "Stop after this many records (1 to 4294967295)");
     CLI::App *history = app.add_subcommand("history", "Print the event history of a process");
-    history->add_option("pid", a.pid, "Process id (default: the manager's)")->check(CLI::PositiveNumber);
+    history->add_option("pid", a.pid, "Process id (default: the manager's)");
 
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
+        // A word that names no command: said so, cut and escaped.
+        const std::string unknown = unknown_command(app);
+        if (e.get_exit_code() != 0 && !unknown.empty()) {
+            std::fputs(("Error: unknown command '" + vlan_mgr_apps::echo_text(unknown) + "'\n").c_str(), stderr);
+            return kExitUsage;
+        }
         return app.exit(e) == 0 ? kExitOk : kExitUsage;
     }
 
@@ -193,8 +243,21 @@ int run(int argc, char **argv)
         if (a.timeout_ms != 0)
             setenv("VLAN_MGR_MTS_TIMEOUT_MS", std::to_string(a.timeout_ms).c_str(), 1);
 
-        if (history->parsed())
-            return show_history(a.pid);
+        uint64_t count = 0;
+        if (watchc->parsed() && watchc->count("--count") != 0) {
+            count = positive_arg(a.count, UINT32_MAX);
+            if (count == 0)
+                usage_error("--count must be a number from 1 to 4294967295");
+        }
+        if (history->parsed()) {
+            uint64_t pid = 0;
+            if (history->count("pid") != 0) {
+                pid = positive_arg(a.pid, kPidMax);
+                if (pid == 0)
+                    usage_error("history: the process id must be a number from 1 to 4194304");
+            }
+            return show_history(static_cast<int>(pid));
+        }
 
         Transport transport;
         Client client(transport, sysmgr_vdc_get(), vlan_mgr_apps::client_iftable());
@@ -203,9 +266,11 @@ int run(int argc, char **argv)
         // vlan ...
         if (vcreate->parsed()) {
             const std::vector<uint32_t> vlans = vlan_list_arg(a.list);
-            if (vcreate->count("--name") != 0 && vlans.size() != 1)
-                usage_error("--name needs a single VLAN");
-            name_arg(a.name);
+            if (vcreate->count("--name") != 0) {
+                if (vlans.size() != 1)
+                    usage_error("--name needs a single VLAN");
+                name_arg(a.name);
+            }
             client.create_vlans(vlans, a.name);
         } else if (vdelete->parsed()) {
             client.delete_vlans(vlan_list_arg(a.list));
@@ -270,7 +335,7 @@ int run(int argc, char **argv)
             const std::vector<BdView> b = client.bds(vlans);
             out(render_bd(b), bd_json(b));
         } else if (watchc->parsed()) {
-            return watch(client, transport, a.count);
+            return watch(client, transport, count);
         }
         return kExitOk;
     } catch (const CtlError &e) {

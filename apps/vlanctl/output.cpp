@@ -6,6 +6,7 @@
 #include <vlan_mgr/opcodes.h>
 
 #include "iftable.h"
+#include "printable.h"
 #include "status_text.h"
 #include "vlan_list.h"
 
@@ -165,7 +166,8 @@ std::string render_vlan_brief(const std::vector<VlanView> &vlans)
 {
     Table t{{"VLAN", "Name", "Status", "Ports"}, {}};
     for (const VlanView &v : vlans)
-        t.rows.push_back({std::to_string(v.id), v.name, v.status, fold_port_lines(v.ports, kPortsWidth)});
+        t.rows.push_back({std::to_string(v.id), vlan_mgr_apps::escape_unprintable(v.name), v.status,
+                          fold_port_lines(v.ports, kPortsWidth)});
     return t.render();
 }
 
@@ -308,6 +310,12 @@ std::string hex_word(uint32_t word)
     return buf;
 }
 
-std::string json_text(const Json &j) { return j.dump(2) + "\n"; }
+std::string json_text(const Json &j)
+{
+    // ASCII only: every other character as \uXXXX, and a byte that is not
+    // UTF-8 (a name saved by an older manager) as U+FFFD instead of an
+    // exception.
+    return j.dump(2, ' ', true, Json::error_handler_t::replace) + "\n";
+}
 
 } // namespace vlanctl

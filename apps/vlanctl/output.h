@@ -37,7 +37,8 @@ std::string fold_port_lines(const std::vector<std::string> &full_names, size_t w
 std::string vlan_type_name(uint32_t type);   // "normal", "primary", "isolated", "community"
 std::string port_mode_name(uint32_t mode);   // "access", "trunk"
 
-// show vlan brief: VLAN, Name, Status, Ports.
+// show vlan brief: VLAN, Name, Status, Ports. A name's bytes outside
+// printable ASCII are shown as \xNN.
 std::string render_vlan_brief(const std::vector<VlanView> &vlans);
 // show vlan / id / name: the brief table, then VLAN, Type, Primary.
 std::string render_vlan_full(const std::vector<VlanView> &vlans);
@@ -63,7 +64,9 @@ std::string render_failures(const std::vector<VlanFailure> &failures);
 // "0x%08x".
 std::string hex_word(uint32_t word);
 
-// JSON text as vlanctl prints it: indented by two, ending with a newline.
+// JSON text as vlanctl prints it: indented by two, ending with a newline,
+// ASCII only (other characters as \uXXXX escapes, bytes that are not UTF-8
+// replaced by \ufffd); it never throws.
 std::string json_text(const Json &j);
 
 } // namespace vlanctl

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "printable.h"
+
 namespace vlanctl {
 
 namespace {
@@ -36,7 +38,7 @@ bool parse_vlan_id(const std::string &text, uint32_t &out, std::string &error)
 {
     uint32_t v = 0;
     if (!parse_number(text, v)) {
-        error = "invalid VLAN id \"" + text + "\"";
+        error = "invalid VLAN id \"" + vlan_mgr_apps::echo_text(text) + "\"";
         return false;
     }
     if (!in_range(v, error))
@@ -60,19 +62,19 @@ bool parse_vlan_list(const std::string &text, std::vector<uint32_t> &out, std::s
             comma = text.size();
         const std::string element = text.substr(pos, comma - pos);
         if (element.empty()) {
-            error = "empty element in VLAN list \"" + text + "\"";
+            error = "empty element in VLAN list \"" + vlan_mgr_apps::echo_text(text) + "\"";
             return false;
         }
         const size_t dash = element.find('-');
         uint32_t first = 0, last = 0;
         if (dash == std::string::npos) {
             if (!parse_number(element, first)) {
-                error = "invalid VLAN id \"" + element + "\"";
+                error = "invalid VLAN id \"" + vlan_mgr_apps::echo_text(element) + "\"";
                 return false;
             }
             last = first;
         } else if (!parse_number(element.substr(0, dash), first) || !parse_number(element.substr(dash + 1), last)) {
-            error = "invalid VLAN range \"" + element + "\"";
+            error = "invalid VLAN range \"" + vlan_mgr_apps::echo_text(element) + "\"";
             return false;
         }
         if (!in_range(first, error) || !in_range(last, error))

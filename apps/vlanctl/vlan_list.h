@@ -17,7 +17,8 @@ inline constexpr uint32_t kVlanMax = 4094;
 
 // Parses `text` into ascending, distinct VLAN ids. False with `error` set
 // ("VLAN 4095 out of range 1-4094", "range 30-20 is not ascending", ...)
-// when the text is not a valid list; `out` is then left empty.
+// when the text is not a valid list; `out` is then left empty. Quoted input
+// in `error` is cut to 40 bytes followed by "..." and escaped (\xNN).
 bool parse_vlan_list(const std::string &text, std::vector<uint32_t> &out, std::string &error);
 
 // Parses one VLAN id (decimal, 1..4094).

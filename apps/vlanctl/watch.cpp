@@ -12,6 +12,7 @@
 #include <vlan_mgr/opcodes.h>
 
 #include "output.h"
+#include "printable.h"
 #include "status_text.h"
 #include "vlan_list.h"
 #include "vlan_mgr_host_mts.h"
@@ -98,7 +99,8 @@ std::vector<std::string> describe_notification(const mts_msg_hdl_t &msg,
         for (uint32_t i = 0; i < count; ++i)
             lines.push_back("create vdc " + std::to_string(recs[i].vdc_vlan.vdc_id) + " vlan " +
                             std::to_string(recs[i].vdc_vlan.vlan_id) + " bd " + std::to_string(recs[i].bd_id) +
-                            " name " + std::string(recs[i].name));
+                            " name " + vlan_mgr_apps::escape_unprintable(text_of(
+                                                reinterpret_cast<const uint8_t *>(recs[i].name), sizeof recs[i].name)));
         return lines;
     }
     if (opcode == VLAN_MGR_NOTIF_VLAN_DELETE) {
@@ -128,7 +130,7 @@ std::vector<std::string> describe_notification(const mts_msg_hdl_t &msg,
             const auto *r = static_cast<const vlan_mgr_notif_vlan_name_t *>(cursor);
             std::string line = "config vdc " + std::to_string(r->v0) + " vlan " + std::to_string(r->v2);
             if (r->flag == 0)
-                line += " name " + text_of(r->data, r->len_a);
+                line += " name " + vlan_mgr_apps::escape_unprintable(text_of(r->data, r->len_a));
             lines.push_back(line);
         }
         return lines;

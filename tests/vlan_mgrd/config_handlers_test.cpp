@@ -374,6 +374,38 @@ TEST_F(ConfigHandlers, CreateRenameOption)
     EXPECT_FALSE(c.vdc(1).created.any());
 }
 
+TEST_F(ConfigHandlers, NameWithBytesOutsidePrintableAsciiIsRefusedAndChangesNothing)
+{
+    create({30}, "olive");
+    const std::string before = fingerprint(m);
+    // A control byte (ESC), DEL, a byte that is not UTF-8, and valid UTF-8
+    // that is not ASCII: each refused when creating, renaming, or through
+    // the create/update records.
+    for (const char *bad : {"a\x1b[31mred", "del\x7f", "x\xff", "caf\xc3\xa9", "\t"}) {
+        ChangeSet c;
+        CreateReply d = parse_create(run(m, VLAN_MGR_OPC_VLAN_CREATE, create_req({31}, bad), c));
+        EXPECT_EQ(d.status, 0u) << bad;
+        EXPECT_EQ(d.statuses, (std::vector<uint32_t>{VLAN_MGR_ERR_BAD_NAME})) << bad;
+        d = parse_create(run(m, VLAN_MGR_OPC_VLAN_CREATE, create_req({30}, bad, VLAN_MGR_CREATE_OPT_RENAME), c));
+        EXPECT_EQ(d.statuses, (std::vector<uint32_t>{VLAN_MGR_ERR_BAD_NAME})) << bad;
+        d = parse_create(run(m, VLAN_MGR_OPC_VLAN_CREATE, create_req({30}, bad), c));
+        EXPECT_EQ(d.statuses, (std::vector<uint32_t>{VLAN_MGR_ERR_BAD_NAME})) << bad;
+        d = parse_create(
+            run(m, VLAN_MGR_OPC_VLAN_CREATE_UPDATE, create_update_req({{0, 30, 0, 0, bad}, {0, 32, 0, 0, bad}}), c),
+            true);
+        EXPECT_EQ(d.statuses, (std::vector<uint32_t>{VLAN_MGR_ERR_BAD_NAME, VLAN_MGR_ERR_BAD_NAME})) << bad;
+        EXPECT_FALSE(c.any()) << bad;
+    }
+    EXPECT_EQ(fingerprint(m), before);
+    EXPECT_EQ(vdc1().vlans[30].name, "olive");
+    // Blanks and every other printable ASCII character are names.
+    ChangeSet c;
+    const std::string edges = " !~\\ x ";
+    CreateReply d = parse_create(run(m, VLAN_MGR_OPC_VLAN_CREATE, create_req({31}, edges.c_str()), c));
+    EXPECT_EQ(d.statuses, (std::vector<uint32_t>{0}));
+    EXPECT_EQ(vdc1().vlans[31].name, edges);
+}
+
 TEST_F(ConfigHandlers, CreateAll4094InOneRequest)
 {
     std::vector<uint32_t> ids;

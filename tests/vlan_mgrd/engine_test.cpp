@@ -736,6 +736,22 @@ TEST_F(EngineTest, UnfinishedLogRecordIsIgnoredAndTheLogCompacted)
     EXPECT_NE(error.find("checksum mismatch at offset 0"), std::string::npos) << error;
 }
 
+TEST_F(EngineTest, NameSavedBeforeThePrintableRuleStillLoads)
+{
+    // An older manager kept any bytes but NUL in a name: such a state
+    // starts, the name kept as it was, for the clients to show escaped.
+    {
+        auto m = std::make_unique<Manager>(); // too big for the stack
+        m->vdc(1).vlans[30].created = true;
+        m->vdc(1).vlans[30].name = "a\x1b[31mred\xff";
+        std::string error;
+        ASSERT_TRUE(save_state(*m, options_.state_path, false, error)) << error;
+    }
+    Engine &e = start();
+    EXPECT_TRUE(e.manager().vdc(1).vlans[30].created);
+    EXPECT_EQ(e.manager().vdc(1).vlans[30].name, "a\x1b[31mred\xff");
+}
+
 TEST_F(EngineTest, DecodeRefusesInconsistentContentWithAValidChecksum)
 {
     auto mp = std::make_unique<Manager>(); // too big for the stack

@@ -343,6 +343,21 @@ TEST_F(VlanctlManager, WatchStopsOnSigterm)
     EXPECT_EQ(vlanctl_test::read_file(out), "");
 }
 
+TEST_F(VlanctlManager, WatchCountMustBeANumberFromOne)
+{
+    // Refused at once with a manager that would serve the watch: none of
+    // them may start a watch that never ends.
+    for (const char *count : {"0", "-1", "abc", "", "4294967296", "99999999999999999999999"}) {
+        const Result r = ctl({"watch", "--count", count}, 5000);
+        EXPECT_EQ(r.status, 2) << count;
+        EXPECT_EQ(r.out, "") << count;
+        EXPECT_EQ(r.err, "Error: --count must be a number from 1 to 4294967295\n") << count;
+    }
+    const Result r = ctl({"watch", "--count=-1"}, 5000);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err, "Error: --count must be a number from 1 to 4294967295\n");
+}
+
 TEST_F(VlanctlManager, ManagerThatDoesNotAnswerTimesOut)
 {
     ASSERT_EQ(kill(daemon_, SIGSTOP), 0);

@@ -7,6 +7,8 @@ namespace {
 using vlanctl_test::Result;
 using vlanctl_test::VlanctlE2e;
 
+constexpr char kBadName[] = "Error: invalid VLAN name: must be 1 to 32 printable ASCII characters\n";
+
 constexpr char kUnreachable[] =
     "Error: VLAN manager not reachable: message transport: nobody serves the destination SAP\n";
 
@@ -39,7 +41,7 @@ TEST_F(VlanctlE2e, UsageErrorsNeedNoManager)
         {{"vlan", "delete", "4095"}, "Error: VLAN 4095 out of range 1-4094\n"},
         {{"vlan", "create", "10,,20"}, "Error: empty element in VLAN list \"10,,20\"\n"},
         {{"vlan", "create", "10,20", "--name", "x"}, "Error: --name needs a single VLAN\n"},
-        {{"vlan", "create", "10", "--name", std::string(33, 'n')}, "Error: VLAN name longer than 32 characters\n"},
+        {{"vlan", "create", "10", "--name", std::string(33, 'n')}, kBadName},
         {{"vlan", "type", "10-x", "primary"}, "Error: invalid VLAN range \"10-x\"\n"},
         {{"vlan", "private-vlan", "5000", "add", "10"}, "Error: VLAN 5000 out of range 1-4094\n"},
         {{"interface", "Ethernet9/9", "access", "vlan", "10"}, "Error: unknown interface Ethernet9/9\n"},
@@ -56,12 +58,92 @@ TEST_F(VlanctlE2e, UsageErrorsNeedNoManager)
     }
 }
 
+TEST_F(VlanctlE2e, NamesOutsideTheRuleAreRefusedBeforeAnythingIsSent)
+{
+    // 1 to 32 characters, each printable ASCII (0x20..0x7E).
+    const std::vector<std::vector<std::string>> cases{
+        {"vlan", "create", "10", "--name", ""},
+        {"vlan", "create", "10", "--name", std::string(33, 'n')},
+        {"vlan", "create", "10", "--name", "a\x1b[31mred"},
+        {"vlan", "create", "10", "--name", "caf\xc3\xa9"},
+        {"vlan", "create", "10", "--name", "x\xff"},
+        {"vlan", "name", "10", "x\ty"},
+        {"vlan", "name", "10", "del\x7f"},
+        {"vlan", "name", "10", ""},
+    };
+    for (const std::vector<std::string> &args : cases) {
+        const Result r = ctl(args);
+        EXPECT_EQ(r.status, 2) << args.back();
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, kBadName) << args.back();
+    }
+}
+
+TEST_F(VlanctlE2e, LongBadInputIsEchoedCutToFortyBytes)
+{
+    const std::string forty_x(40, 'x');
+    std::string ones = "1,,";
+    while (ones.size() < 126 * 1024)
+        ones += "1,";
+    ones += "1";
+    struct Case {
+        std::vector<std::string> args;
+        std::string err;
+    };
+    const Case cases[] = {
+        {{"vlan", "create", std::string(126 * 1024, 'x')}, "Error: invalid VLAN id \"" + forty_x + "...\"\n"},
+        {{"vlan", "delete", ones}, "Error: empty element in VLAN list \"1,,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1...\"\n"},
+        {{"interface", "Ethernet1/1", "trunk", "allowed", "vlan", "add", "1-" + std::string(126 * 1024, '9')},
+         "Error: invalid VLAN range \"1-" + std::string(38, '9') + "...\"\n"},
+        {{"show", "vlan", "id", std::string(100, '1')}, "Error: invalid VLAN id \"" + std::string(40, '1') + "...\"\n"},
+        {{"interface", std::string(126 * 1024, 'E'), "access", "vlan", "10"},
+         "Error: unknown interface " + std::string(40, 'E') + "...\n"},
+        {{"vlan", "create", "10,\x1b[2J"}, "Error: invalid VLAN id \"\\x1b[2J\"\n"},
+    };
+    for (const Case &c : cases) {
+        const Result r = ctl(c.args, 5000);
+        EXPECT_EQ(r.status, 2) << c.err;
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, c.err);
+    }
+}
+
+TEST_F(VlanctlE2e, UnknownCommandIsNamed)
+{
+    struct Case {
+        std::vector<std::string> args;
+        std::string err;
+    };
+    const Case cases[] = {
+        {{"frobnicate"}, "Error: unknown command 'frobnicate'\n"},
+        {{"vlan", "frobnicate"}, "Error: unknown command 'vlan frobnicate'\n"},
+        {{"show", "vlan", "frobnicate"}, "Error: unknown command 'show vlan frobnicate'\n"},
+        {{"interface", "Ethernet1/1", "trunk", "allowed", "frobnicate"},
+         "Error: unknown command 'interface trunk allowed frobnicate'\n"},
+        {{std::string(126 * 1024, 'f')}, "Error: unknown command '" + std::string(40, 'f') + "...'\n"},
+        {{"frob\x1b[2J"}, "Error: unknown command 'frob\\x1b[2J'\n"},
+    };
+    for (const Case &c : cases) {
+        const Result r = ctl(c.args, 5000);
+        EXPECT_EQ(r.status, 2) << c.err;
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, c.err);
+    }
+}
+
+TEST_F(VlanctlE2e, HistoryNeedsAProcessId)
+{
+    for (const char *arg : {"abc", "0", "-1", "+5", "4194305", "99999999999999999999999", ""}) {
+        const Result r = ctl({"history", arg}, 5000);
+        EXPECT_EQ(r.status, 2) << arg;
+        EXPECT_EQ(r.out, "") << arg;
+        EXPECT_EQ(r.err, "Error: history: the process id must be a number from 1 to 4194304\n") << arg;
+    }
+}
+
 TEST_F(VlanctlE2e, CommandLineErrorsAreUsageErrors)
 {
-    Result r = ctl({"vlan", "frobnicate"});
-    EXPECT_EQ(r.status, 2);
-    EXPECT_EQ(r.err, "A subcommand is required\nRun with --help for more information.\n");
-    r = ctl({"vlan", "type", "10", "purple"});
+    Result r = ctl({"vlan", "type", "10", "purple"});
     EXPECT_EQ(r.status, 2);
     EXPECT_EQ(r.err, "type: purple not in {normal,primary,isolated,community}\n"
                      "Run with --help for more information.\n");

@@ -106,6 +106,45 @@ TEST(VlanctlOutput, VlanJsonKeepsFullPortNames)
 )");
 }
 
+TEST(VlanctlOutput, NameBytesOutsidePrintableAsciiAreEscapedInTheTables)
+{
+    // Names a database or an older saved state may hold: an escape
+    // sequence, a byte that is not UTF-8, DEL, a tab.
+    const std::vector<VlanView> v{{30, "a\x1b[31mred\xff", "active", VLAN_MGR_VLAN_TYPE_NORMAL, 0, {}},
+                                  {31, "x\x7f\ty", "active", VLAN_MGR_VLAN_TYPE_NORMAL, 0, eth({1})}};
+    EXPECT_EQ(render_vlan_brief(v), "VLAN  Name              Status  Ports\n"
+                                    "----  ----------------  ------  ------\n"
+                                    "30    a\\x1b[31mred\\xff  active\n"
+                                    "31    x\\x7f\\x09y        active  Eth1/1\n");
+}
+
+TEST(VlanctlOutput, JsonIsAsciiAndReplacesBytesThatAreNotUtf8)
+{
+    const std::vector<VlanView> v{{30, "a\x1b[31mred\xff", "active", VLAN_MGR_VLAN_TYPE_NORMAL, 0, {}},
+                                  {31, "caf\xc3\xa9\x7f", "active", VLAN_MGR_VLAN_TYPE_NORMAL, 0, {}}};
+    EXPECT_EQ(json_text(vlans_json(v)), R"({
+  "vlans": [
+    {
+      "id": 30,
+      "name": "a\u001b[31mred\ufffd",
+      "status": "active",
+      "type": "normal",
+      "primary": null,
+      "ports": []
+    },
+    {
+      "id": 31,
+      "name": "caf\u00e9\u007f",
+      "status": "active",
+      "type": "normal",
+      "primary": null,
+      "ports": []
+    }
+  ]
+}
+)");
+}
+
 TEST(VlanctlOutput, SwitchportTextAndJson)
 {
     SwitchportView p{"Ethernet1/5", VLAN_MGR_PORT_MODE_TRUNK, 1, 1, 0, {20, 21, 22}, {20, 21}};

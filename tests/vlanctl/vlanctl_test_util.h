@@ -130,14 +130,15 @@ protected:
         }
     }
 
-    // Runs vlanctl with `args` and waits for it (at most 20 s).
-    Result ctl(const std::vector<std::string> &args)
+    // Runs vlanctl with `args` and waits for it (at most `limit_ms`; a
+    // vlanctl still running then is killed and its status is -1).
+    Result ctl(const std::vector<std::string> &args, int limit_ms = 20000)
     {
         std::vector<std::string> argv{VLANCTL_BIN};
         argv.insert(argv.end(), args.begin(), args.end());
         const std::string out = dir_ + "/ctl.out", err = dir_ + "/ctl.err";
         Result r;
-        r.status = wait_exit(spawn(argv, out, err), 20000);
+        r.status = wait_exit(spawn(argv, out, err), limit_ms);
         r.out = read_file(out);
         r.err = read_file(err);
         return r;

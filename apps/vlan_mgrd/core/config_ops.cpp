@@ -3,6 +3,8 @@
 #include <vlan_mgr/config_req.h>
 #include <vlan_mgr/query_req.h>
 
+#include "printable.h"
+
 namespace vlan_mgrd::config_ops {
 namespace {
 
@@ -105,6 +107,9 @@ uint32_t create_or_rename(Vdc &vdc, ChangeSet &changes, uint32_t vlan_id, const 
         return VLAN_MGR_ERR_VLAN_RESERVED;
     if (name.size() > kNameMax)
         return VLAN_MGR_ERR_NAME_TOO_LONG;
+    // Only printable ASCII: a name is shown on terminals and in JSON.
+    if (!vlan_mgr_apps::all_printable_ascii(name))
+        return VLAN_MGR_ERR_BAD_NAME;
     Vlan &v = vdc.vlans[vlan_id];
     if (rename_only && !v.created)
         return VLAN_MGR_ERR_VLAN_NOT_CREATED;

@@ -23,7 +23,8 @@ uint32_t find_by_name(const Vdc &vdc, const std::string &name);
 // empty. With `rename_only` an absent VLAN is not created
 // (VLAN_MGR_ERR_VLAN_NOT_CREATED). Statuses: VLAN_MGR_ERR_INVALID_VLAN,
 // VLAN_MGR_ERR_VLAN_RESERVED, VLAN_MGR_ERR_NAME_TOO_LONG,
-// VLAN_MGR_ERR_NAME_IN_USE.
+// VLAN_MGR_ERR_BAD_NAME (a byte outside printable ASCII 0x20..0x7E),
+// VLAN_MGR_ERR_NAME_IN_USE; nothing changes unless the status is 0.
 uint32_t create_or_rename(Vdc &vdc, ChangeSet &changes, uint32_t vlan_id, const std::string &name,
                           bool rename_only, uint32_t create_options);
 
