@@ -1215,9 +1215,12 @@ int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uin
     encode_header(header, m);
     int32_t rc;
     if (request != nullptr) {
+        // A reply never waits for room: a requester that does not read its
+        // replies loses them (and its wait ends in a time-out) instead of
+        // holding up the server.
         const void *parts[] = {request->msg->rid, header, payload};
         const size_t lens[] = {request->msg->rid_len, sizeof header, payload_len};
-        rc = send_frames(sock, parts, lens, 3, deadline);
+        rc = send_frames(sock, parts, lens, 3, now_ms());
     } else {
         const void *parts[] = {header, payload};
         const size_t lens[] = {sizeof header, payload_len};

@@ -233,7 +233,9 @@ void Server::between_messages(uint64_t now_ms)
     if (vlan_mgr_host_mts_stats(handle_, &st) == 0 && st.requests_expired > stats_.expired) {
         const uint64_t n = st.requests_expired - stats_.expired;
         stats_.expired = st.requests_expired;
-        log_event(LogKind::Warning, std::to_string(n) + (n == 1 ? " request" : " requests") +
+        // Always logged (not subject to the facility's level): a client
+        // was told "no answer" for each of them.
+        log_event(LogKind::Info, std::to_string(n) + (n == 1 ? " request" : " requests") +
                                         " dropped unhandled: the sender's deadline had passed");
     }
 }
