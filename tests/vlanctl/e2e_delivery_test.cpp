@@ -106,6 +106,18 @@ TEST_F(VlanctlDelivery, ManagerThatIsNotThereIsExitThreeNotFour)
     EXPECT_LT(ms_between(t0, Clock::now()), 1000);
 }
 
+// The usage text names every exit status, 4 included.
+TEST_F(VlanctlDelivery, UsageTextListsTheExitStatuses)
+{
+    const Result r = ctl({"--help"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.out.find("Exit status: 0 success, 1 refused by the manager, 2 usage error, 3 the manager cannot be "
+                         "reached (nothing was sent), 4 no answer within the time-out (the change may or may not "
+                         "have been applied).\n"),
+              std::string::npos)
+        << r.out;
+}
+
 // One request-reply exchange with the manager from this process.
 int32_t create_one(uint32_t handle, uint32_t vlan)
 {
