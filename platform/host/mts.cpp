@@ -653,8 +653,14 @@ uint64_t notifications_lost(Handle *h, const mts_msg *m)
         s->last = m->seq;
         return 0;
     }
+    // Numbers that went back without restarting at 1: a publisher that
+    // started again, whose first notifications this handle missed.
+    const uint64_t lost = m->seq > s->last ? uint64_t{m->seq} - s->last - 1 : uint64_t{m->seq} - (m->seq != 0);
+    if (lost == 0) {
+        s->last = m->seq;
+        return 0;
+    }
     // After a loss `m` itself is delivered next, as the one that follows.
-    const uint64_t lost = m->seq > s->last ? m->seq - s->last - 1 : m->seq - 1;
     s->last = m->seq - 1;
     return lost;
 }
@@ -815,7 +821,9 @@ int32_t receive(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts
             return 0;
         }
         const uint64_t now = now_ms();
-        if (now >= deadline && polled) {
+        // Strictly after: milliseconds are truncated, and the wait is never
+        // shorter than asked.
+        if (now > deadline && polled) {
             if (by_token) {
                 h->abandoned.push_back(token);
                 if (h->abandoned.size() > 256)
@@ -832,7 +840,7 @@ int32_t receive(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts
         }
         // The sockets are looked at at least once, even with no time left.
         wait_and_read(u, by_token,
-                      deadline == UINT64_MAX ? -1 : now >= deadline ? 0 : static_cast<long>(deadline - now));
+                      deadline == UINT64_MAX ? -1 : now > deadline ? 0 : static_cast<long>(deadline - now + 1));
         polled = true;
     }
 }

@@ -157,7 +157,7 @@ TEST_F(VlanMgrdDaemonTest, ManagerExitsPromptlyWhileAClientStoppedReadingItsRepl
         pause();
         return 0;
     });
-    ASSERT_EQ(sent.wait_for(20000), 'x');
+    ASSERT_EQ(sent.wait_for(60000), 'x') << join(c, 1000) << " " << read_file(log_file()).substr(0, 3000);
     ASSERT_EQ(kill(c, SIGSTOP), 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(500)); // the manager answers what it has
     const Clock::time_point t0 = Clock::now();
