@@ -80,10 +80,13 @@ void BM_MtsRoundTrip(benchmark::State &state)
     start_mts_server();
     mts_addr_t addr{};
     addr.word[0] = 1;
-    uint32_t value = 1;
     for (auto _ : state) {
         mts_msg_hdl_t sent{}, reply{};
-        if (mts_send(g_client, VLAN_MGR_HOST_MTS_LOCAL_NODE, kSap, 0x5C53, &value, 4, &sent, nullptr, &addr) != 0) {
+        // As the library's autostate query does: a malloc'ed payload that
+        // the transport takes with the address record.
+        auto *value = static_cast<uint32_t *>(std::malloc(sizeof(uint32_t)));
+        *value = 1;
+        if (mts_send(g_client, VLAN_MGR_HOST_MTS_LOCAL_NODE, kSap, 0x5C53, value, 4, &sent, nullptr, &addr) != 0) {
             state.SkipWithError("mts_send failed");
             break;
         }

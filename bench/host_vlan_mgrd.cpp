@@ -50,8 +50,11 @@ std::vector<uint8_t> exchange(uint32_t opcode, const void *payload, uint32_t len
     mts_addr_t addr{};
     addr.word[0] = 1;
     mts_msg_hdl_t sent{};
-    rc = mts_send(g_client, VLAN_MGR_MTS_DEST_NODE, VLAN_MGR_MTS_SAP, opcode, const_cast<void *>(payload), len, &sent,
-                  nullptr, &addr);
+    // Sent with an address record, the payload is the transport's to free.
+    void *copy = std::malloc(len != 0 ? len : 1);
+    if (copy != nullptr && len != 0)
+        std::memcpy(copy, payload, len);
+    rc = mts_send(g_client, VLAN_MGR_MTS_DEST_NODE, VLAN_MGR_MTS_SAP, opcode, copy, len, &sent, nullptr, &addr);
     if (rc != 0)
         return {};
     mts_recv_opts_t opts{};

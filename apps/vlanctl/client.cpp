@@ -112,9 +112,15 @@ std::vector<uint8_t> Transport::request(uint32_t opcode, const void *payload, ui
     mts_addr_t addr;
     std::memset(&addr, 0, sizeof addr);
     addr.word[0] = 1; // a request that expects its reply
+    // Sent with an address record, the payload becomes the transport's: it
+    // gets a malloc'ed copy of its own.
+    void *copy = std::malloc(len != 0 ? len : 1);
+    if (copy == nullptr)
+        throw unreachable(static_cast<int32_t>(VLAN_MGR_ERR_NO_MEMORY));
+    if (len != 0)
+        std::memcpy(copy, payload, len);
     mts_msg_hdl_t sent{};
-    int32_t rc = mts_send(h, VLAN_MGR_MTS_DEST_NODE, VLAN_MGR_MTS_SAP, opcode, const_cast<void *>(payload), len,
-                          &sent, nullptr, &addr);
+    int32_t rc = mts_send(h, VLAN_MGR_MTS_DEST_NODE, VLAN_MGR_MTS_SAP, opcode, copy, len, &sent, nullptr, &addr);
     if (rc != 0)
         throw unreachable(rc);
     const uint32_t token = mts_rr_token_get(&sent);
@@ -127,7 +133,7 @@ std::vector<uint8_t> Transport::request(uint32_t opcode, const void *payload, ui
     mts_msg_hdl_t reply{};
     rc = mts_recv(h, &reply, &opts);
     if (rc != 0)
-        throw unreachable(rc);
+        throw CtlError{kExitNoAnswer, "Error: no answer; the change may or may not have been applied\n"};
     const uint8_t *p = static_cast<const uint8_t *>(mts_payload_get(&reply));
     const uint32_t n = mts_payload_size(&reply);
     std::vector<uint8_t> out(p, p + (p != nullptr ? n : 0));

@@ -18,7 +18,8 @@ namespace vlanctl {
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitRefused = 1;      // the manager refused the request
 inline constexpr int kExitUsage = 2;        // bad command line, VLAN list or interface
-inline constexpr int kExitUnreachable = 3;  // no answer from the manager
+inline constexpr int kExitUnreachable = 3;  // the manager cannot be reached: nothing was sent
+inline constexpr int kExitNoAnswer = 4;     // sent, no answer: the change may or may not have been applied
 
 // A failed command: the exit status and the complete text for stderr.
 struct CtlError {
@@ -39,7 +40,10 @@ public:
     Transport &operator=(const Transport &) = delete;
 
     // Sends `payload` to the manager as a request of `opcode` and returns the
-    // reply's payload. A transport error word ends the command with exit 3.
+    // reply's payload, all within the transport's one time-out. A send that
+    // fails (nothing was sent) ends the command with exit 3; a request sent
+    // and not answered, with exit 4 (the transport has dropped it by then,
+    // but the manager may have begun it before).
     std::vector<uint8_t> request(uint32_t opcode, const void *payload, uint32_t len);
     // The open handle (opening it when needed).
     uint32_t handle();

@@ -131,6 +131,9 @@ int run(int argc, char **argv)
 {
     CLI::App app{"vlanctl: configure and inspect the VLAN manager", "vlanctl"};
     app.require_subcommand(1);
+    app.footer("Exit status: 0 success, 1 refused by the manager, 2 usage error, 3 the manager cannot be "
+               "reached (nothing was sent), 4 no answer within the time-out (the change may or may not have "
+               "been applied).");
     app.fallthrough();
     Args a;
     app.add_option("--vdc", a.vdc, "VDC to work in (sets VLAN_MGR_VDC; default: the process's own)")

@@ -185,7 +185,13 @@ int watch(Client &client, Transport &transport, uint64_t count)
         if (rc == static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_TIMEOUT))
             continue;
         if (rc == static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_NOTIF_LOST)) {
-            std::fprintf(stderr, "Warning: %s\n", vlan_mgr_apps::status_text(static_cast<uint32_t>(rc)).c_str());
+            // The transport knows how many: the publisher's numbers (from a
+            // later notification or its heartbeat) went past ours.
+            vlan_mgr_host_mts_stats_t st{};
+            vlan_mgr_host_mts_stats(h, &st);
+            std::fprintf(stderr, "vlanctl: lost %llu notification%s; re-read the state with 'vlanctl show vlan'\n",
+                         static_cast<unsigned long long>(st.last_lost), st.last_lost == 1 ? "" : "s");
+            std::fflush(stderr);
             continue;
         }
         if (rc != 0)

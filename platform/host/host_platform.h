@@ -76,6 +76,10 @@ inline constexpr const char ENV_MTS_TIMEOUT_MS[] = "VLAN_MGR_MTS_TIMEOUT_MS"; //
 inline constexpr uint32_t DEFAULT_MTS_TIMEOUT_MS = 5000;
 inline constexpr const char ENV_MTS_NOTIF_QUEUE[] = "VLAN_MGR_MTS_NOTIF_QUEUE"; // per subscriber
 inline constexpr uint32_t DEFAULT_MTS_NOTIF_QUEUE = 1000;
+// How long a serving handle's replies and notifications still queued when it
+// closes may take to leave (at most the time-out): a peer that does not read
+// never holds up a server's exit for longer.
+inline constexpr uint32_t MTS_SERVE_LINGER_MS = 500;
 inline constexpr const char ENV_NODE[] = "VLAN_MGR_NODE";                 // own node id
 inline constexpr const char ENV_NODE_TABLE[] = "VLAN_MGR_NODE_TABLE";     // node -> TCP address
 inline constexpr const char DEFAULT_NODE_TABLE[] = "/etc/vlan_mgr/nodes";

@@ -5,8 +5,16 @@
 // notifications it publishes. To send to (node, sap) a handle connects one
 // DEALER socket per destination; replies come back on that DEALER, carrying
 // the request's token. Notifications arrive on one SUB socket per handle.
-// Every message is three frames or fewer: [routing id or topic], a 32-byte
+// Every message is three frames or fewer: [routing id or topic], a 40-byte
 // header, the payload.
+//
+// Delivery: a request carries its deadline (the sender's time-out from the
+// moment it was sent, in CLOCK_REALTIME milliseconds); the receiving handle
+// drops it unhandled once that has passed, and the sender's receive of the
+// reply ends at the same moment, after which the request's DEALER is closed
+// without lingering. A publisher sends a heartbeat with the latest number of
+// each opcode it has published; a subscriber that is behind it learns at its
+// next receive how many notifications it lost.
 //
 // State: a constant-initialised table of handle pointers under one mutex;
 // each handle has a mutex of its own and a reference count, so that close
@@ -54,6 +62,7 @@ static_assert(VLAN_MGR_HOST_ERR_MTS_ACCESS == host::MTS_ERR_ACCESS);
 struct mts_msg {
     uint32_t kind, src_node, src_sap, dest_sap, opcode, token, seq;
     uint32_t src_vdc;     // the sender's own VDC id
+    uint64_t deadline;    // requests: CLOCK_REALTIME ms after which it is dropped; 0 none
     uint32_t handle;      // the handle that received it; 0 for a sent message
     bool has_payload;
     zmq_msg_t payload;
@@ -67,8 +76,14 @@ namespace {
 // ---- Wire header ------------------------------------------------------------
 
 constexpr uint32_t kMagic = 0x564D5453; // "VMTS"
-constexpr uint8_t kVersion = 1;
-constexpr size_t kHeaderSize = 32;
+constexpr uint8_t kVersion1 = 1;        // 32-byte header, no deadline (still read)
+constexpr size_t kHeaderSize1 = 32;
+constexpr uint8_t kVersion = 2;         // 40 bytes: version 1 and the deadline
+constexpr size_t kHeaderSize = 40;
+// Kind of a publisher's heartbeat: read by the transport, never handed out.
+constexpr uint8_t kHeartbeat = 5;
+// The topic heartbeats are published under; every subscriber takes it.
+constexpr uint32_t kHeartbeatTopic = 0xFFFFFFFF;
 
 void put32(uint8_t *p, uint32_t v)
 {
@@ -82,8 +97,10 @@ uint32_t get32(const uint8_t *p)
     return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
 }
 
-// Header, big-endian: magic, version, kind, the sender's VDC id, source node,
-// source SAP, destination SAP, opcode, token, sequence number.
+// Header, big-endian: magic (0..3), version (4), kind (5), the sender's VDC
+// id (6..7), source node (8), source SAP (12), destination SAP (16), opcode
+// (20), token (24), sequence number (28); version 2 adds the deadline (32..39,
+// 64 bits: CLOCK_REALTIME milliseconds, 0 for none).
 void encode_header(uint8_t *h, const mts_msg &m)
 {
     std::memset(h, 0, kHeaderSize);
@@ -98,12 +115,17 @@ void encode_header(uint8_t *h, const mts_msg &m)
     put32(h + 20, m.opcode);
     put32(h + 24, m.token);
     put32(h + 28, m.seq);
+    put32(h + 32, static_cast<uint32_t>(m.deadline >> 32));
+    put32(h + 36, static_cast<uint32_t>(m.deadline));
 }
 
+// Reads a version 1 or 2 header of exactly its size; false (and `m`
+// unchanged) for anything else. Depends on the bytes only.
 bool decode_header(const uint8_t *h, size_t len, mts_msg &m)
 {
-    if (len != kHeaderSize || get32(h) != kMagic || h[4] != kVersion || h[5] < VLAN_MGR_HOST_MTS_REQUEST ||
-        h[5] > VLAN_MGR_HOST_MTS_NOTIFICATION)
+    if (h == nullptr || len < kHeaderSize1 || get32(h) != kMagic ||
+        !((h[4] == kVersion1 && len == kHeaderSize1) || (h[4] == kVersion && len == kHeaderSize)) ||
+        h[5] < VLAN_MGR_HOST_MTS_REQUEST || h[5] > kHeartbeat)
         return false;
     m.kind = h[5];
     m.src_vdc = (uint32_t{h[6]} << 8) | h[7];
@@ -113,6 +135,7 @@ bool decode_header(const uint8_t *h, size_t len, mts_msg &m)
     m.opcode = get32(h + 20);
     m.token = get32(h + 24);
     m.seq = get32(h + 28);
+    m.deadline = h[4] == kVersion ? (uint64_t{get32(h + 32)} << 32) | get32(h + 36) : 0;
     return true;
 }
 
@@ -239,12 +262,16 @@ bool someone_listens(const char *path)
     return ok;
 }
 
-uint64_t now_ms()
+uint64_t clock_ms(clockid_t clock)
 {
     timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
+    clock_gettime(clock, &ts);
     return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec) / 1000000u;
 }
+
+uint64_t now_ms() { return clock_ms(CLOCK_MONOTONIC); }
+// Deadlines on the wire: the wall clock, which both ends share.
+uint64_t wall_ms() { return clock_ms(CLOCK_REALTIME); }
 
 // ---- Handles ------------------------------------------------------------------
 
@@ -255,6 +282,14 @@ struct Dealer {
 
 struct SeqState {
     uint32_t node, sap, opcode, last;
+};
+
+// A request sent and not yet answered: where its reply comes from and when
+// its sender stops waiting (CLOCK_MONOTONIC ms).
+struct Pending {
+    uint32_t token;
+    uint64_t deadline;
+    void *sock;
 };
 
 struct Handle {
@@ -270,6 +305,10 @@ struct Handle {
     std::vector<uint32_t> sub_opcodes;                    // opcodes subscribed
     std::vector<SeqState> seen;                           // last notification per publisher and opcode
     std::vector<uint32_t> abandoned;                      // tokens whose wait timed out
+    std::vector<Pending> pending;                         // requests awaiting their reply
+    uint64_t expired = 0;        // requests dropped unhandled: their deadline had passed
+    uint64_t lost_total = 0;     // notifications lost, in all
+    uint64_t lost_last = 0;      // lost in the gap the latest NOTIF_LOST reported
     mts_msg *head = nullptr, *tail = nullptr;             // received, not yet handed out
     uint32_t next_token = 1;
     char paths[2][sizeof(sockaddr_un::sun_path)] = {};    // endpoints to remove at close
@@ -323,13 +362,19 @@ Handle *acquire(uint32_t id)
     return h;
 }
 
+void set_int(void *s, int opt, int v) { zmq_setsockopt(s, opt, &v, sizeof v); }
+
 void destroy(Handle *h)
 {
     for (void *s : {h->router, h->pub, h->sub})
         if (s != nullptr)
             zmq_close(s);
-    for (Dealer &d : h->dealers)
+    for (Dealer &d : h->dealers) {
+        // A request still waiting for its reply is not left behind.
+        if (std::any_of(h->pending.begin(), h->pending.end(), [&d](const Pending &p) { return p.sock == d.sock; }))
+            set_int(d.sock, ZMQ_LINGER, 0);
         zmq_close(d.sock);
+    }
     for (const char *p : h->paths)
         if (p[0] != '\0')
             unlink(p);
@@ -375,8 +420,6 @@ public:
 private:
     Handle *h_;
 };
-
-void set_int(void *s, int opt, int v) { zmq_setsockopt(s, opt, &v, sizeof v); }
 
 void *new_socket(int type)
 {
@@ -425,11 +468,11 @@ int32_t bind_endpoint(void *s, uint32_t sap, Ep ep, char *path_out)
     return 0;
 }
 
-// Sends frames with a bounded wait for room; the first part decides, the rest
-// of a multipart message always follows at once.
-int32_t send_frames(void *s, const void *const *parts, const size_t *lens, int count)
+// Sends frames with a wait for room until `deadline` (CLOCK_MONOTONIC ms);
+// the first part decides, the rest of a multipart message always follows at
+// once.
+int32_t send_frames(void *s, const void *const *parts, const size_t *lens, int count, uint64_t deadline)
 {
-    const uint64_t deadline = now_ms() + timeout_ms();
     for (int i = 0; i < count; ++i) {
         const int flags = ZMQ_DONTWAIT | (i + 1 < count ? ZMQ_SNDMORE : 0);
         while (zmq_send(s, parts[i], lens[i], flags) < 0) {
@@ -513,7 +556,7 @@ mts_msg *read_message(Handle *h, void *s, From from)
             (from == From::router && (zmq_msg_size(&frames[0]) > sizeof m->rid ||
                                       (m->kind != VLAN_MGR_HOST_MTS_REQUEST && m->kind != VLAN_MGR_HOST_MTS_DATAGRAM))) ||
             (from == From::dealer && m->kind != VLAN_MGR_HOST_MTS_REPLY) ||
-            (from == From::sub && m->kind != VLAN_MGR_HOST_MTS_NOTIFICATION)) {
+            (from == From::sub && m->kind != VLAN_MGR_HOST_MTS_NOTIFICATION && m->kind != kHeartbeat)) {
             free_msg(m);
             m = nullptr;
         } else {
@@ -588,20 +631,87 @@ bool abandoned(Handle *h, const mts_msg *m)
     return true;
 }
 
-// True when notifications of this publisher and opcode were lost before `m`;
-// otherwise records `m` as the last one delivered.
-bool notifications_lost(Handle *h, const mts_msg *m)
+SeqState *seen_of(Handle *h, uint32_t node, uint32_t sap, uint32_t opcode)
 {
     for (SeqState &s : h->seen)
-        if (s.node == m->src_node && s.sap == m->src_sap && s.opcode == m->opcode) {
-            // A publisher that started again counts from 1.
-            const bool lost = m->seq != s.last + 1 && m->seq != 1;
-            // After a loss `m` itself is delivered next, as the one that follows.
-            s.last = lost ? m->seq - 1 : m->seq;
-            return lost;
+        if (s.node == node && s.sap == sap && s.opcode == opcode)
+            return &s;
+    return nullptr;
+}
+
+// How many notifications of this publisher and opcode were lost before `m`
+// (0: none, and `m` is recorded as the last one delivered).
+uint64_t notifications_lost(Handle *h, const mts_msg *m)
+{
+    SeqState *s = seen_of(h, m->src_node, m->src_sap, m->opcode);
+    if (s == nullptr) {
+        h->seen.push_back({m->src_node, m->src_sap, m->opcode, m->seq});
+        return 0;
+    }
+    // A publisher that started again counts from 1.
+    if (m->seq == s->last + 1 || m->seq == 1) {
+        s->last = m->seq;
+        return 0;
+    }
+    // Numbers that went back without restarting at 1: a publisher that
+    // started again, whose first notifications this handle missed.
+    const uint64_t lost = m->seq > s->last ? uint64_t{m->seq} - s->last - 1 : uint64_t{m->seq} - (m->seq != 0);
+    if (lost == 0) {
+        s->last = m->seq;
+        return 0;
+    }
+    // After a loss `m` itself is delivered next, as the one that follows.
+    s->last = m->seq - 1;
+    return lost;
+}
+
+// How many notifications the heartbeat `m` shows lost: for each opcode that
+// the handle subscribes to, the publisher's latest number beyond the last one
+// received. An opcode not heard of before starts counting from the
+// heartbeat; a publisher whose numbers went back started again.
+uint64_t heartbeat_lost(Handle *h, const mts_msg *m)
+{
+    const auto *p = static_cast<const uint8_t *>(zmq_msg_data(const_cast<zmq_msg_t *>(&m->payload)));
+    const size_t n = m->has_payload ? zmq_msg_size(const_cast<zmq_msg_t *>(&m->payload)) : 0;
+    uint64_t lost = 0;
+    for (size_t off = 0; n % 8 == 0 && off + 8 <= n; off += 8) {
+        const uint32_t opcode = get32(p + off), latest = get32(p + off + 4);
+        if (std::find(h->sub_opcodes.begin(), h->sub_opcodes.end(), opcode) == h->sub_opcodes.end())
+            continue;
+        SeqState *s = seen_of(h, m->src_node, m->src_sap, opcode);
+        if (s == nullptr) {
+            h->seen.push_back({m->src_node, m->src_sap, opcode, latest});
+            continue;
         }
-    h->seen.push_back({m->src_node, m->src_sap, m->opcode, m->seq});
-    return false;
+        if (latest > s->last)
+            lost += latest - s->last;
+        s->last = latest;
+    }
+    return lost;
+}
+
+// Records a loss for vlan_mgr_host_mts_stats and returns its error word.
+int32_t report_lost(Handle *h, uint64_t lost)
+{
+    h->lost_last = lost;
+    h->lost_total += lost;
+    return host::MTS_ERR_NOTIF_LOST;
+}
+
+// Closes the DEALER `sock` without lingering, unless another request still
+// waits for its reply through it: a request that its sender gave up on is
+// not delivered later. The next send to that destination connects afresh.
+void discard_dealer(Handle *h, void *sock)
+{
+    if (std::any_of(h->pending.begin(), h->pending.end(), [sock](const Pending &p) { return p.sock == sock; }))
+        return;
+    for (auto it = h->dealers.begin(); it != h->dealers.end(); ++it)
+        if (it->sock == sock) {
+            set_int(sock, ZMQ_LINGER, 0);
+            zmq_close(sock);
+            h->dealers.erase(it);
+            return;
+        }
 }
 
 // Waits up to `wait_ms` (-1: for ever) for any socket of the handle (only its
@@ -668,36 +778,69 @@ int32_t receive(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts
         return host::MTS_ERR_BAD_HANDLE;
     Handle *h = u.get();
     const bool by_token = opts != nullptr && opts->word[0] == 1;
-    uint32_t wait = limit_ms;
-    if (by_token)
-        wait = std::min(wait, timeout_ms());
-    const uint64_t deadline = wait == VLAN_MGR_HOST_MTS_WAIT_FOREVER ? UINT64_MAX : now_ms() + wait;
+    const uint32_t token = by_token ? opts->word[3] : 0;
+    const uint64_t start = now_ms();
+    uint64_t deadline = limit_ms == VLAN_MGR_HOST_MTS_WAIT_FOREVER ? UINT64_MAX : start + limit_ms;
+    if (by_token) {
+        // A reply is awaited until the request's own deadline, which its
+        // send started: the whole exchange takes one time-out at most.
+        auto p = std::find_if(h->pending.begin(), h->pending.end(), [token](const Pending &q) { return q.token == token; });
+        deadline = std::min(deadline, p != h->pending.end() ? p->deadline : start + timeout_ms());
+    }
     bool polled = false;
     for (;;) {
         if (__atomic_load_n(&h->closed, __ATOMIC_ACQUIRE))
             return host::MTS_ERR_BAD_HANDLE; // closed by another thread meanwhile
-        mts_msg *m = by_token ? take_reply(h, opts->word[3]) : pop_front(h);
+        mts_msg *m = by_token ? take_reply(h, token) : pop_front(h);
         if (m != nullptr) {
-            if (m->kind == VLAN_MGR_HOST_MTS_NOTIFICATION && notifications_lost(h, m)) {
-                // Told once; the message that showed the gap comes next.
-                push_front(h, m);
-                return host::MTS_ERR_NOTIF_LOST;
+            if (m->kind == VLAN_MGR_HOST_MTS_REQUEST && m->deadline != 0 && wall_ms() >= m->deadline) {
+                // Its sender has given up: it is never handled.
+                ++h->expired;
+                free_msg(m);
+                continue;
             }
+            if (m->kind == kHeartbeat) {
+                const uint64_t lost = heartbeat_lost(h, m);
+                free_msg(m);
+                if (lost != 0)
+                    return report_lost(h, lost);
+                continue;
+            }
+            if (m->kind == VLAN_MGR_HOST_MTS_NOTIFICATION) {
+                if (const uint64_t lost = notifications_lost(h, m)) {
+                    // Told once; the message that showed the gap comes next.
+                    push_front(h, m);
+                    return report_lost(h, lost);
+                }
+            }
+            if (by_token)
+                h->pending.erase(std::remove_if(h->pending.begin(), h->pending.end(),
+                                                [token](const Pending &q) { return q.token == token; }),
+                                 h->pending.end());
             msg_out->msg = m;
             return 0;
         }
         const uint64_t now = now_ms();
-        if (now >= deadline && polled) {
+        // Strictly after: milliseconds are truncated, and the wait is never
+        // shorter than asked.
+        if (now > deadline && polled) {
             if (by_token) {
-                h->abandoned.push_back(opts->word[3]);
+                h->abandoned.push_back(token);
                 if (h->abandoned.size() > 256)
                     h->abandoned.erase(h->abandoned.begin());
+                auto p = std::find_if(h->pending.begin(), h->pending.end(),
+                                      [token](const Pending &q) { return q.token == token; });
+                if (p != h->pending.end()) {
+                    void *sock = p->sock;
+                    h->pending.erase(p);
+                    discard_dealer(h, sock);
+                }
             }
             return host::MTS_ERR_TIMEOUT;
         }
         // The sockets are looked at at least once, even with no time left.
         wait_and_read(u, by_token,
-                      deadline == UINT64_MAX ? -1 : now >= deadline ? 0 : static_cast<long>(deadline - now));
+                      deadline == UINT64_MAX ? -1 : now > deadline ? 0 : static_cast<long>(deadline - now + 1));
         polled = true;
     }
 }
@@ -753,6 +896,13 @@ int32_t vlan_mgr_host_mts_open(uint32_t sap, uint32_t *mts_handle)
         }
         if (rc == 0) {
             set_int(h->router, ZMQ_ROUTER_MANDATORY, 1);
+            // Replies and notifications still queued when the handle closes
+            // get a short while to leave: a peer that does not read (a
+            // stopped subscriber, a client that gave up) never holds up the
+            // server's exit.
+            const int linger = static_cast<int>(std::min<uint32_t>(timeout_ms(), host::MTS_SERVE_LINGER_MS));
+            set_int(h->router, ZMQ_LINGER, linger);
+            set_int(h->pub, ZMQ_LINGER, linger);
             set_int(h->pub, ZMQ_XPUB_VERBOSER, 1);
             set_int(h->pub, ZMQ_SNDHWM,
                     static_cast<int>(std::min<uint32_t>(
@@ -817,6 +967,14 @@ int32_t vlan_mgr_host_mts_subscribe(uint32_t mts_handle, uint32_t node, uint32_t
         set_int(h->sub, ZMQ_RCVHWM,
                 static_cast<int>(std::min<uint32_t>(
                     env_u32(host::ENV_MTS_NOTIF_QUEUE, host::DEFAULT_MTS_NOTIF_QUEUE, 1), 0x7FFFFFFF)));
+        // Subscriptions still queued for a publisher that does not read are
+        // of no use once the handle closes.
+        set_int(h->sub, ZMQ_LINGER, 0);
+        // Every publisher's heartbeats, read by the transport itself.
+        uint8_t topic[4];
+        put32(topic, kHeartbeatTopic);
+        if (zmq_setsockopt(h->sub, ZMQ_SUBSCRIBE, topic, sizeof topic) != 0)
+            return host::MTS_ERR_IO;
     }
     if (is_local(node))
         node = VLAN_MGR_HOST_MTS_LOCAL_NODE;
@@ -872,7 +1030,49 @@ int32_t vlan_mgr_host_mts_notify(uint32_t mts_handle, uint32_t opcode, const voi
     const void *parts[] = {topic, header, payload};
     const size_t lens[] = {sizeof topic, sizeof header, payload_len};
     // A subscriber whose queue is full misses the message; the publisher never waits.
-    return send_frames(h->pub, parts, lens, 3);
+    return send_frames(h->pub, parts, lens, 3, now_ms() + timeout_ms());
+}
+
+int32_t vlan_mgr_host_mts_heartbeat(uint32_t mts_handle)
+{
+    Use u(mts_handle);
+    if (u.get() == nullptr)
+        return host::MTS_ERR_BAD_HANDLE;
+    Handle *h = u.get();
+    if (h->pub == nullptr)
+        return host::ERR_INVALID_ARG;
+    count_subscriptions(h);
+    // {opcode, latest number} for every opcode published, big-endian.
+    std::vector<uint8_t> payload(h->pub_seq.size() * 8);
+    for (size_t i = 0; i < h->pub_seq.size(); ++i) {
+        put32(payload.data() + 8 * i, h->pub_seq[i].first);
+        put32(payload.data() + 8 * i + 4, h->pub_seq[i].second);
+    }
+    mts_msg m{};
+    m.kind = kHeartbeat;
+    m.src_node = own_node();
+    m.src_vdc = sysmgr_vdc_get();
+    m.src_sap = h->sap;
+    m.opcode = kHeartbeatTopic;
+    uint8_t topic[4], header[kHeaderSize];
+    put32(topic, kHeartbeatTopic);
+    encode_header(header, m);
+    const void *parts[] = {topic, header, payload.data()};
+    const size_t lens[] = {sizeof topic, sizeof header, payload.size()};
+    return send_frames(h->pub, parts, lens, 3, now_ms());
+}
+
+int32_t vlan_mgr_host_mts_stats(uint32_t mts_handle, vlan_mgr_host_mts_stats_t *stats)
+{
+    if (stats == nullptr)
+        return host::ERR_INVALID_ARG;
+    Use u(mts_handle);
+    if (u.get() == nullptr)
+        return host::MTS_ERR_BAD_HANDLE;
+    stats->requests_expired = u->expired;
+    stats->notifications_lost = u->lost_total;
+    stats->last_lost = u->lost_last;
+    return 0;
 }
 
 int32_t vlan_mgr_host_mts_wait_subscribers(uint32_t mts_handle, uint32_t opcode, uint32_t count, uint32_t timeout)
@@ -960,6 +1160,16 @@ uint32_t mts_rr_token_get(const mts_msg_hdl_t *msg)
 int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uint32_t opcode, void *payload,
                  uint32_t payload_len, mts_msg_hdl_t *msg_out, const mts_msg_hdl_t *request, const mts_addr_t *addr)
 {
+    // A payload sent with an address record is the transport's: it is freed
+    // here whatever the outcome (the bytes themselves go out as a copy).
+    struct Taken {
+        void *p;
+        ~Taken() { std::free(p); }
+    } taken{addr != nullptr ? payload : nullptr};
+    // The exchange's one time-out runs from here: the connect check, the wait
+    // for room and the wait for the reply all come out of it.
+    const uint32_t limit = timeout_ms();
+    const uint64_t deadline = now_ms() + limit;
     if (payload == nullptr && payload_len != 0)
         return host::ERR_INVALID_ARG;
     if (payload_len > VLAN_MGR_HOST_MTS_MAX_PAYLOAD)
@@ -993,6 +1203,8 @@ int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uin
         m.token = h->next_token++;
         if (h->next_token == 0)
             h->next_token = 1;
+        if (m.kind == VLAN_MGR_HOST_MTS_REQUEST)
+            m.deadline = wall_ms() + limit;
     }
     mts_msg *sent = nullptr;
     if (msg_out != nullptr) {
@@ -1011,17 +1223,26 @@ int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uin
     encode_header(header, m);
     int32_t rc;
     if (request != nullptr) {
+        // A reply never waits for room: a requester that does not read its
+        // replies loses them (and its wait ends in a time-out) instead of
+        // holding up the server.
         const void *parts[] = {request->msg->rid, header, payload};
         const size_t lens[] = {request->msg->rid_len, sizeof header, payload_len};
-        rc = send_frames(sock, parts, lens, 3);
+        rc = send_frames(sock, parts, lens, 3, now_ms());
     } else {
         const void *parts[] = {header, payload};
         const size_t lens[] = {sizeof header, payload_len};
-        rc = send_frames(sock, parts, lens, 2);
+        rc = send_frames(sock, parts, lens, 2, deadline);
     }
     if (rc != 0) {
         free_msg(sent);
         return rc;
+    }
+    if (m.kind == VLAN_MGR_HOST_MTS_REQUEST) {
+        h->pending.push_back({m.token, deadline, sock});
+        // Requests whose replies nobody ever asked for are forgotten in time.
+        if (h->pending.size() > 1024)
+            h->pending.erase(h->pending.begin());
     }
     if (msg_out != nullptr)
         msg_out->msg = sent;

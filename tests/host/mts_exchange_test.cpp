@@ -80,8 +80,9 @@ TEST_F(MtsExchange, RequestGetsItsReplyWithTheRequestsTokenAndOpcode)
     uint8_t req[] = {0x10, 0x20, 0x30};
     mts_addr_t a = request_addr();
     mts_msg_hdl_t sent{};
-    ASSERT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 200, 0x5C03, req, sizeof req, &sent, nullptr, &a), 0);
-    req[0] = 0; // the transport copied the payload
+    ASSERT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 200, 0x5C03, handed(req, sizeof req), sizeof req, &sent,
+                       nullptr, &a),
+              0);
     const uint32_t token = mts_rr_token_get(&sent);
     EXPECT_NE(token, 0u);
     EXPECT_EQ(mts_opc_get(&sent), 0x5C03u);
@@ -187,8 +188,8 @@ TEST_F(MtsExchange, SixteenMebibytePayloadsBothWays)
         big[i] = static_cast<uint8_t>(i * 7 + (i >> 16));
     mts_addr_t a = request_addr();
     mts_msg_hdl_t sent{};
-    ASSERT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 204, 9, big.data(), static_cast<uint32_t>(big.size()), &sent,
-                       nullptr, &a),
+    ASSERT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 204, 9, handed(big.data(), big.size()),
+                       static_cast<uint32_t>(big.size()), &sent, nullptr, &a),
               0);
     mts_recv_opts_t o = by_token(mts_rr_token_get(&sent));
     mts_drop(c, &sent);
@@ -204,8 +205,8 @@ TEST_F(MtsExchange, SixteenMebibytePayloadsBothWays)
 
     // One byte more is refused before anything is sent.
     big.push_back(0);
-    EXPECT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 204, 9, big.data(), static_cast<uint32_t>(big.size()), &sent,
-                       nullptr, &a),
+    EXPECT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 204, 9, handed(big.data(), big.size()),
+                       static_cast<uint32_t>(big.size()), &sent, nullptr, &a),
               0x40480105);
     stop_server(c, 204);
     EXPECT_EQ(join(server), 0);
@@ -333,7 +334,7 @@ TEST_F(MtsExchange, OtherNodesAreReachedOverTcpThroughTheNodeTable)
     uint8_t b = 1;
     mts_addr_t a = request_addr();
     mts_msg_hdl_t sent{};
-    ASSERT_EQ(mts_send(c, 0x01000000, 3, 2, &b, 1, &sent, nullptr, &a), 0);
+    ASSERT_EQ(mts_send(c, 0x01000000, 3, 2, handed(&b, 1), 1, &sent, nullptr, &a), 0);
     mts_recv_opts_t o = by_token(mts_rr_token_get(&sent));
     mts_drop(c, &sent);
     mts_msg_hdl_t reply{};
@@ -438,7 +439,7 @@ TEST_F(MtsExchange, EightClientsManyRequestsNothingLostOrDuplicated)
             for (uint32_t i = 0; i < n; ++i) {
                 uint32_t v[2] = {id, i};
                 mts_msg_hdl_t sent{}, reply{};
-                if (mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 209, 0x5C03, v, 8, &sent, nullptr, &a) != 0)
+                if (mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 209, 0x5C03, handed(v, 8), 8, &sent, nullptr, &a) != 0)
                     return 21;
                 mts_recv_opts_t o = by_token(mts_rr_token_get(&sent));
                 mts_drop(c, &sent);

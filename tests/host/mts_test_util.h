@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -96,6 +97,16 @@ inline mts_addr_t request_addr()
     mts_addr_t a{};
     a.word[0] = 1;
     return a;
+}
+
+// A payload to send with an address record, which the transport takes and
+// frees: a malloc'ed copy of `len` bytes at `bytes`.
+inline void *handed(const void *bytes, size_t len)
+{
+    void *p = std::malloc(len != 0 ? len : 1);
+    if (p != nullptr && len != 0)
+        std::memcpy(p, bytes, len);
+    return p;
 }
 
 inline mts_recv_opts_t by_token(uint32_t token)

@@ -111,9 +111,13 @@ inline Exchange exchange(uint32_t handle, uint32_t opcode, const void *payload, 
     Exchange x;
     mts_addr_t addr{};
     addr.word[0] = 1;
+    // Sent with an address record, the payload is the transport's to free:
+    // it gets a malloc'ed copy.
+    void *copy = std::malloc(len != 0 ? len : 1);
+    if (copy != nullptr && len != 0)
+        std::memcpy(copy, payload, len);
     mts_msg_hdl_t sent{};
-    x.rc = mts_send(handle, VLAN_MGR_MTS_DEST_NODE, VLAN_MGR_MTS_SAP, opcode, const_cast<void *>(payload), len,
-                    &sent, nullptr, &addr);
+    x.rc = mts_send(handle, VLAN_MGR_MTS_DEST_NODE, VLAN_MGR_MTS_SAP, opcode, copy, len, &sent, nullptr, &addr);
     if (x.rc != 0)
         return x;
     mts_recv_opts_t opts{};

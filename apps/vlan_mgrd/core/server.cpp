@@ -1,7 +1,9 @@
 #include "server.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <time.h>
 #include <unistd.h>
 
 #include <vlan_mgr/frame.h>
@@ -202,6 +204,13 @@ void Server::serve_one(mts_msg_hdl_t &msg)
 
 namespace {
 
+uint64_t monotonic_ms()
+{
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec) / 1000000u;
+}
+
 // Takes a pending stop signal, without waiting: true when there was one.
 bool stop_pending(const sigset_t &stop_signals)
 {
@@ -211,12 +220,38 @@ bool stop_pending(const sigset_t &stop_signals)
 
 } // namespace
 
+void Server::between_messages(uint64_t now_ms)
+{
+    if (!heartbeat_sent_ || now_ms - last_heartbeat_ms_ >= options_.heartbeat_ms) {
+        const int32_t rc = vlan_mgr_host_mts_heartbeat(handle_);
+        if (rc != 0)
+            log_event(LogKind::Warning, std::string("heartbeat not published: ") + syserr2str(rc));
+        last_heartbeat_ms_ = now_ms;
+        heartbeat_sent_ = true;
+    }
+    vlan_mgr_host_mts_stats_t st{};
+    if (vlan_mgr_host_mts_stats(handle_, &st) == 0 && st.requests_expired > stats_.expired) {
+        const uint64_t n = st.requests_expired - stats_.expired;
+        stats_.expired = st.requests_expired;
+        // Always logged (not subject to the facility's level): a client
+        // was told "no answer" for each of them.
+        log_event(LogKind::Info, std::to_string(n) + (n == 1 ? " request" : " requests") +
+                                        " dropped unhandled: the sender's deadline had passed");
+    }
+}
+
 int32_t Server::run(const sigset_t &stop_signals, std::string &error)
 {
     uint32_t consecutive_errors = 0;
     while (!stop_pending(stop_signals)) {
+        const uint64_t now = monotonic_ms();
+        between_messages(now);
+        // Waits no longer than until the next heartbeat is due.
+        const uint64_t due = last_heartbeat_ms_ + options_.heartbeat_ms;
+        const uint32_t wait = static_cast<uint32_t>(
+            std::min<uint64_t>(options_.poll_ms, due > now ? due - now : 0));
         mts_msg_hdl_t msg{};
-        const int32_t rc = vlan_mgr_host_mts_recv_timed(handle_, &msg, nullptr, options_.poll_ms);
+        const int32_t rc = vlan_mgr_host_mts_recv_timed(handle_, &msg, nullptr, wait);
         if (rc == static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_TIMEOUT))
             continue;
         if (rc != 0) {

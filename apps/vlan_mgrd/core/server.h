@@ -17,6 +17,7 @@ namespace vlan_mgrd {
 struct ServerOptions {
     uint32_t sap = 167;          // VLAN_MGR_MTS_SAP
     uint32_t poll_ms = 200;      // how often the loop looks at the stop flag
+    uint32_t heartbeat_ms = 1000; // at most this long between two heartbeats
 };
 
 // Counters of one run, for the stop message and the tests.
@@ -25,6 +26,7 @@ struct ServerStats {
     uint64_t datagrams = 0;      // one-way messages run without a reply
     uint64_t notifications = 0;  // notifications published
     uint64_t failures = 0;       // replies or notifications the transport refused
+    uint64_t expired = 0;        // requests dropped unhandled: their senders had given up
 };
 
 class Server {
@@ -42,7 +44,9 @@ public:
     // the caller keeps them blocked in every thread, and the loop takes them
     // between messages (at least every poll interval), so the message being
     // handled when one arrives is finished first and no handler ever runs
-    // inside the transport. 0 after a stop, or the transport's error word
+    // inside the transport. Publishes a heartbeat at the start and then at
+    // least every heartbeat_ms, and logs the requests that the transport
+    // dropped because their deadline had passed. 0 after a stop, or the transport's error word
     // when receiving failed for good (`error` says what).
     int32_t run(const sigset_t &stop_signals, std::string &error);
 
@@ -59,12 +63,17 @@ public:
 
 private:
     void send_reply(const mts_msg_hdl_t &request, uint32_t opcode, Reply &reply);
+    // The loop's housekeeping between messages: the heartbeat when it is due
+    // (`now_ms` on CLOCK_MONOTONIC) and the expired requests' count.
+    void between_messages(uint64_t now_ms);
 
     Engine &engine_;
     ServerOptions options_;
     uint32_t handle_ = 0;
     bool open_ = false;
     ServerStats stats_;
+    uint64_t last_heartbeat_ms_ = 0;
+    bool heartbeat_sent_ = false;
     Reply reply_;
     std::vector<Notification> notifications_;
 };

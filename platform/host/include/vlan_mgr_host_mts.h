@@ -5,7 +5,23 @@
  * or a handle with SAP 0 that only sends requests and receives replies and
  * notifications. The handle number is what mts_send, mts_recv and mts_drop
  * take. Node 0xFE000000 is this machine; other nodes are reached over TCP
- * through the node table (see docs/host_platform.md). */
+ * through the node table (see docs/host_platform.md).
+ *
+ * mts_send and payload ownership: a payload sent with an address record
+ * (`addr` non-NULL: the request form, and a datagram sent with one) is handed
+ * over to the transport. It must come from malloc; the transport frees it
+ * before mts_send returns, whether or not the send succeeded, so the caller
+ * never touches it again. Without an address record (replies, datagrams sent
+ * with `addr` NULL) the caller keeps its payload; the transport copies it.
+ *
+ * Delivery: a request is delivered at most once. It carries a deadline, its
+ * sender's time-out (VLAN_MGR_MTS_TIMEOUT_MS) counted from the send; the
+ * whole exchange (connect check, send, the receive of the reply by its token)
+ * ends by then, and a receiving handle drops a request whose deadline has
+ * passed before it is handed out (counted in requests_expired). After a
+ * receive of the reply timed out, the request is discarded from the sender's
+ * queue. Deadlines are CLOCK_REALTIME: nodes' clocks must agree to within a
+ * small part of the time-out. */
 #ifndef VLAN_MGR_HOST_MTS_H
 #define VLAN_MGR_HOST_MTS_H
 
@@ -57,8 +73,30 @@ int32_t vlan_mgr_host_mts_subscribe(uint32_t mts_handle, uint32_t node, uint32_t
 
 /* Sends a notification of `opcode` to every subscriber of it; the handle
  * must serve a SAP. Never blocks: a subscriber whose queue is full misses the
- * message and gets VLAN_MGR_HOST_ERR_MTS_NOTIF_LOST at its next receive. */
+ * message and gets VLAN_MGR_HOST_ERR_MTS_NOTIF_LOST at a later receive (when
+ * the next notification or heartbeat of the publisher reaches it). */
 int32_t vlan_mgr_host_mts_notify(uint32_t mts_handle, uint32_t opcode, const void *payload, uint32_t payload_len);
+
+/* Publishes a heartbeat: the latest number of every opcode the handle has
+ * published. A subscriber's transport compares it with the last notification
+ * it received of each opcode it subscribes to and, when it is behind, its
+ * next receive returns VLAN_MGR_HOST_ERR_MTS_NOTIF_LOST (the count in
+ * vlan_mgr_host_mts_stats). Heartbeats are never handed out by mts_recv. A
+ * publisher calls it at least once a second while it serves, so that a
+ * subscriber learns of a loss within that time even when nothing else is
+ * published. Never blocks. 0, VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE, or 0x40480001
+ * for a handle that serves no SAP. */
+int32_t vlan_mgr_host_mts_heartbeat(uint32_t mts_handle);
+
+/* Counters of a handle. */
+typedef struct vlan_mgr_host_mts_stats {
+    uint64_t requests_expired;   /* requests dropped unhandled: their deadline had passed */
+    uint64_t notifications_lost; /* notifications lost, in all */
+    uint64_t last_lost;          /* lost in the gap that the latest 0x40480104 reported */
+} vlan_mgr_host_mts_stats_t;
+
+/* Fills *stats: 0, 0x40480001 (stats NULL) or VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE. */
+int32_t vlan_mgr_host_mts_stats(uint32_t mts_handle, vlan_mgr_host_mts_stats_t *stats);
 
 /* Waits until at least `count` subscriptions to `opcode` have reached the
  * handle's publisher: 0, or VLAN_MGR_HOST_ERR_MTS_TIMEOUT after
@@ -68,8 +106,9 @@ int32_t vlan_mgr_host_mts_wait_subscribers(uint32_t mts_handle, uint32_t opcode,
 
 /* mts_recv with a time-out of its own (VLAN_MGR_HOST_MTS_WAIT_FOREVER: none)
  * for a receive without token matching: VLAN_MGR_HOST_ERR_MTS_TIMEOUT when
- * nothing arrived. A receive matching a token is bounded by the transport's
- * time-out or `timeout_ms`, whichever is shorter. */
+ * nothing arrived. A receive matching a token ends at the request's deadline
+ * (its send plus the transport's time-out) or after `timeout_ms`, whichever
+ * comes first. */
 int32_t vlan_mgr_host_mts_recv_timed(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts_t *opts,
                                      uint32_t timeout_ms);
 
@@ -88,8 +127,10 @@ typedef struct vlan_mgr_host_mts_info {
 /* Fills *info for a received or sent message: 0 or 0x40480001. */
 int32_t vlan_mgr_host_mts_msg_info(const mts_msg_hdl_t *msg, vlan_mgr_host_mts_info_t *info);
 
-/* Closes every handle, delivers what is still queued for sending (within the
- * transport's time-out) and releases the transport. A program calls it
+/* Closes every handle, delivers what is still queued for sending (datagrams
+ * within the transport's time-out, a serving handle's replies and
+ * notifications within 500 ms; requests still awaiting their reply are
+ * dropped) and releases the transport. A program calls it
  * before it exits; the transport starts again at the next open. */
 void vlan_mgr_host_mts_shutdown(void);
 
