@@ -43,8 +43,10 @@ VLAN_MGR_PLATFORM_API uint32_t mts_opc_get(const mts_msg_hdl_t *msg);
 VLAN_MGR_PLATFORM_API void *mts_payload_get(const mts_msg_hdl_t *msg);
 VLAN_MGR_PLATFORM_API uint32_t mts_payload_size(const mts_msg_hdl_t *msg);
 /* Sends `payload_len` bytes of `payload`. With `request` non-NULL the message
- * is the reply to that request (dest_sap and opcode 0). The transport copies
- * the payload; the caller keeps ownership of it. Returns 0 on success. */
+ * is the reply to that request (dest_sap and opcode 0). With `addr` non-NULL
+ * the payload (malloc'ed) passes to the transport, which frees it whatever
+ * the outcome; otherwise the transport copies it and the caller keeps
+ * ownership. Returns 0 on success. */
 VLAN_MGR_PLATFORM_API int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap,
                                        uint32_t opcode, void *payload, uint32_t payload_len,
                                        mts_msg_hdl_t *msg_out, const mts_msg_hdl_t *request,

@@ -144,6 +144,10 @@ int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uin
         rec.addr = *addr;
     rec.payload_ptr = payload;
     s.sent.push_back(rec);
+    // A payload sent with an address record passes to the transport, which
+    // releases it once copied, whatever the outcome (as the host transport).
+    if (addr != nullptr)
+        free(payload);
     int32_t rc = tp::pop_or(s.send_results, 0);
     if (rc == 0) {
         mts_msg_hdl_t h = tp::make_message(opcode, rec.payload);

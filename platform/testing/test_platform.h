@@ -47,8 +47,8 @@ struct MtsSend {
     const mts_msg_t *request; // the request a reply answers, or nullptr
     bool has_addr;
     mts_addr_t addr;
-    // The caller's payload pointer itself, for payloads that pass to the
-    // transport (a test frees them).
+    // The caller's payload pointer itself (only its value: a payload sent
+    // with an address record has been released by the transport).
     const void *payload_ptr = nullptr;
 };
 
