@@ -11,6 +11,7 @@
 
 #include <vlan_mgr/opcodes.h>
 
+#include "frame/local_vdc.h"
 #include "vdc_access.h"
 
 namespace vlan_mgrd::daemon_test {
@@ -199,6 +200,7 @@ TEST_F(VdcAccessDaemonTest, VlanMgrdSecondUserActsOnlyForTheVdcsThePolicyGivesIt
             if (!become_nobody({group}))
                 return 20;
             setenv("VLAN_MGR_VDC", vdc, 1);
+            vlan_mgr::local_vdc_forget();  // the library asks again, as a new process would
             uint32_t h = 0;
             if (vlan_mgr_host_mts_open(0, &h) != 0)
                 return 21;
