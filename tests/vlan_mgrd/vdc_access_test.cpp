@@ -221,10 +221,29 @@ TEST_F(VdcAccessDaemonTest, VlanMgrdSecondUserActsOnlyForTheVdcsThePolicyGivesIt
     };
     EXPECT_EQ(join(as_nobody("2", 2, 200, {})), 0);
     EXPECT_EQ(join(as_nobody("1", 1, 100, kVdcDenied)), 0);
+
+    // vlanctl run by that user in VDC 1: refused, status 1.
+    const std::string out = dir_ + "/vlanctl.out", err = dir_ + "/vlanctl.err";
+    const pid_t ctl = fork();
+    if (ctl == 0) {
+        const int o = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int e = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        if (o < 0 || e < 0 || !become_nobody({group}))
+            _exit(126);
+        dup2(o, STDOUT_FILENO);
+        dup2(e, STDERR_FILENO);
+        setenv("VLAN_MGR_VDC", "1", 1);
+        execl(VLANCTL_BIN, VLANCTL_BIN, "vlan", "create", "101", static_cast<char *>(nullptr));
+        _exit(127);
+    }
+    EXPECT_EQ(join(ctl), 1);
+    EXPECT_EQ(read_file(err), "Error: not authorised for that VDC (0x411000ca)\n");
+    EXPECT_EQ(read_file(out), "");
     // What the manager holds: VLAN 200 in VDC 2, no VLAN 100 in VDC 1, as its
     // list of VDC 1 and the BD database of both VDCs tell.
     const std::vector<uint32_t> vdc1 = created(client(), 1);
     EXPECT_EQ(std::count(vdc1.begin(), vdc1.end(), 100u), 0) << ::testing::PrintToString(vdc1);
+    EXPECT_EQ(std::count(vdc1.begin(), vdc1.end(), 101u), 0) << ::testing::PrintToString(vdc1);
     const pid_t reader = spawn([] {
         uint16_t bd = 0;
         if (vlan_get_bd(vdc_vlan_id_t{2, 200}, &bd) != 0 || bd == 0)
@@ -284,6 +303,28 @@ TEST_F(VdcAccessDaemonTest, VlanMgrdSenderOutsideTheGroupGetsPermissionDeniedWit
     const std::vector<uint32_t> vdc1 = created(client(), 1);
     EXPECT_EQ(std::count(vdc1.begin(), vdc1.end(), 607u), 0);
     EXPECT_EQ(stop_daemon(), 0);
+}
+
+TEST_F(VdcAccessDaemonTest, VlanMgrdStartEndsWithStatus1WhenTheNamedPolicyCannotBeUsed)
+{
+    const std::vector<std::string> common = {"--foreground", "--run-dir", run_dir_, "--state", state_,
+                                             "--sdb-root", sdb_root_};
+    std::string output;
+    std::vector<std::string> args = common;
+    args.insert(args.end(), {"--vdc-access", dir_ + "/missing"});
+    EXPECT_EQ(run_to_end(args, output), 1);
+    EXPECT_NE(output.find("vlan_mgrd: cannot use the VDC access policy " + dir_ + "/missing: No such file or directory\n"),
+              std::string::npos)
+        << output;
+
+    std::ofstream(dir_ + "/bad") << "uid 1001 2\nuid 1002 2-1\n";
+    setenv("VLAN_MGR_VDC_ACCESS", (dir_ + "/bad").c_str(), 1);
+    EXPECT_EQ(run_to_end(common, output), 1);
+    unsetenv("VLAN_MGR_VDC_ACCESS");
+    EXPECT_NE(output.find("vlan_mgrd: cannot use the VDC access policy " + dir_ +
+                          "/bad line 2: not a VDC list: '2-1' (numbers and ranges such as 1,3-5, or all, or none)\n"),
+              std::string::npos)
+        << output;
 }
 
 } // namespace
