@@ -4,6 +4,8 @@
 // (with its path), never as an absent server.
 #include "mts_test_util.h"
 
+#include <fstream>
+
 #include <grp.h>
 #include <sys/stat.h>
 #include <zmq.h>
@@ -227,6 +229,41 @@ TEST_F(MtsPeerTest, MtsLastErrorPathIsEmptyAfterAnyOtherOutcome)
     EXPECT_EQ(mts_send(c, VLAN_MGR_MTS_DEST_NODE, 200, 1, nullptr, 0, nullptr, nullptr, &a),
               static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_NO_SERVER));
     EXPECT_STREQ(vlan_mgr_host_mts_last_error_path(), "");
+}
+
+TEST_F(MtsPeerTest, MtsMessageOverTcpComesFromARemotePeerWithoutCredentials)
+{
+    const std::string table = dir_.path() + "/nodes";
+    const unsigned base = 22000 + static_cast<unsigned>(getpid() % 18000) / 2 * 2;
+    {
+        std::ofstream f(table);
+        f << "0x01000000 127.0.0.1 " << base << "\n";
+    }
+    host_test::ScopedEnv t(vlan_mgr_host::ENV_NODE_TABLE, table.c_str());
+    Signal ready;
+    const pid_t server = spawn([&] {
+        setenv(vlan_mgr_host::ENV_NODE, "0x01000000", 1);
+        uint32_t h = 0;
+        if (vlan_mgr_host_mts_open(3, &h) != 0)
+            return 10;
+        ready.raise();
+        mts_msg_hdl_t m{};
+        if (vlan_mgr_host_mts_recv_timed(h, &m, nullptr, 5000) != 0)
+            return 11;
+        vlan_mgr_host_mts_info_t info{};
+        if (vlan_mgr_host_mts_msg_info(&m, &info) != 0)
+            return 12;
+        mts_drop(h, &m);
+        if (info.peer != VLAN_MGR_HOST_MTS_PEER_REMOTE)
+            return 20 + static_cast<int>(info.peer);
+        return info.peer_uid == 0 && info.peer_gid == 0 && info.peer_pid == 0 ? 0 : 13;
+    });
+    ASSERT_TRUE(ready.wait_for(5000));
+    uint32_t c = 0;
+    ASSERT_EQ(vlan_mgr_host_mts_open(0, &c), 0);
+    mts_addr_t a{};
+    ASSERT_EQ(mts_send(c, 0x01000000, 3, 0x42, nullptr, 0, nullptr, nullptr, &a), 0);
+    EXPECT_EQ(join(server), 0);
 }
 
 } // namespace
