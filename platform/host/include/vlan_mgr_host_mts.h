@@ -83,9 +83,10 @@ typedef struct vlan_mgr_host_mts_info {
     uint32_t token;    /* request-response token */
     uint32_t seq;      /* notifications: the publisher's number of it for this opcode */
     uint32_t src_vdc;  /* the sender's own VDC id (its sysmgr_vdc_get) */
-    /* Received messages: who sent it, as the transport knows it (not from the
-     * header). For VLAN_MGR_HOST_MTS_PEER_LOCAL the kernel's credentials of
-     * the process that opened the connection; 0 otherwise. */
+    /* Requests and one-way messages received by a handle that serves a SAP:
+     * who sent it, as the socket knows it (not from the header). For
+     * VLAN_MGR_HOST_MTS_PEER_LOCAL the kernel's credentials of the process
+     * that opened the connection; 0 otherwise, and for every other message. */
     uint32_t peer;     /* VLAN_MGR_HOST_MTS_PEER_UNKNOWN ... */
     uint32_t peer_uid;
     uint32_t peer_gid;
