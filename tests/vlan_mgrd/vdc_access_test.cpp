@@ -80,9 +80,8 @@ TEST(VdcAccessPolicy, VdcAccessLinesGrantTheirVdcsAndAddUp)
 
 TEST(VdcAccessPolicy, VdcAccessNamesAreLookedUpAndGroupMembersByTheGroupDatabase)
 {
-    // root's name and group exist on every machine; root is a member of its
-    // group by the group database, and the rules apply to a uid-less check
-    // of root's membership through a gid rule.
+    // The user "nobody" (65534) and the group "root" (0) exist on every
+    // machine this runs on.
     VdcAccess a(1000);
     std::string error;
     ASSERT_TRUE(a.parse("user nobody 2\ngroup root 4\n", error)) << error;
