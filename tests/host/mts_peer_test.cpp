@@ -1,7 +1,8 @@
 // Who a received message comes from and whom it is for: the kernel's
 // credentials of the sending process, the destination SAP checked by the
 // handle that serves, and a refusal by the file system reported as such
-// (with its path), never as an absent server.
+// (with its path), never as an absent server. Children are forked before this
+// process starts the transport (and its threads).
 #include "mts_test_util.h"
 
 #include <fstream>
@@ -79,13 +80,16 @@ class MtsPeerTest : public MtsTest {};
 TEST_F(MtsPeerTest, MtsReceivedRequestCarriesTheSendersKernelCredentials)
 {
     // The run directory is the group's: the child reaches it as a member.
+    // The child is forked before this process starts the transport's
+    // threads, and sends once the SAP is served.
     ASSERT_EQ(chmod(dir_.path().c_str(), 0770), 0);
-    uint32_t server = 0;
-    ASSERT_EQ(vlan_mgr_host_mts_open(VLAN_MGR_MTS_SAP, &server), 0);
     const gid_t group = getegid();
-    const pid_t child = spawn([group] {
+    Signal serving;
+    const pid_t child = spawn([group, &serving] {
         if (!become_nobody({group}))
             return 20;
+        if (!serving.wait_for(5000))
+            return 19;
         uint32_t c = 0;
         if (vlan_mgr_host_mts_open(0, &c) != 0)
             return 21;
@@ -95,6 +99,9 @@ TEST_F(MtsPeerTest, MtsReceivedRequestCarriesTheSendersKernelCredentials)
                    ? 0
                    : 22;
     });
+    uint32_t server = 0;
+    ASSERT_EQ(vlan_mgr_host_mts_open(VLAN_MGR_MTS_SAP, &server), 0);
+    serving.raise();
     mts_msg_hdl_t m{};
     ASSERT_EQ(vlan_mgr_host_mts_recv_timed(server, &m, nullptr, 5000), 0);
     vlan_mgr_host_mts_info_t info{};
@@ -189,13 +196,14 @@ TEST_F(MtsPeerTest, MtsSenderOutsideTheRunDirectoryGroupGetsPermissionDeniedWith
     // The run directory admits its owner and group only; the child is in
     // neither.
     ASSERT_EQ(chmod(dir_.path().c_str(), 0770), 0);
-    uint32_t server = 0;
-    ASSERT_EQ(vlan_mgr_host_mts_open(VLAN_MGR_MTS_SAP, &server), 0);
     const std::string sap_path = dir_.path() + "/sap.167";
     const std::string pub_path = dir_.path() + "/pub.167";
+    Signal serving;
     const pid_t child = spawn([&] {
         if (!become_nobody({}))
             return 20;
+        if (!serving.wait_for(5000))
+            return 19;
         uint32_t c = 0;
         if (vlan_mgr_host_mts_open(0, &c) != 0)
             return 21;
@@ -218,6 +226,9 @@ TEST_F(MtsPeerTest, MtsSenderOutsideTheRunDirectoryGroupGetsPermissionDeniedWith
             return 28;
         return 0;
     });
+    uint32_t server = 0;
+    ASSERT_EQ(vlan_mgr_host_mts_open(VLAN_MGR_MTS_SAP, &server), 0);
+    serving.raise();
     EXPECT_EQ(join(child), 0);
 }
 
