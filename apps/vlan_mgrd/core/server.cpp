@@ -169,8 +169,8 @@ void Server::log_denied(const std::string &text)
     constexpr uint32_t kDeniedPerSecond = 10;
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    if (now.tv_sec != denied_second_) {
-        denied_second_ = now.tv_sec;
+    if (static_cast<int64_t>(now.tv_sec) != denied_second_) {
+        denied_second_ = static_cast<int64_t>(now.tv_sec);
         denied_lines_ = 0;
     }
     if (denied_lines_ >= kDeniedPerSecond) {

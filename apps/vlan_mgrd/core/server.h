@@ -72,7 +72,7 @@ private:
     Engine &engine_;
     ServerOptions options_;
     VdcAccess own_access_;  // used when options_.vdc_access is null
-    long denied_second_ = 0;       // log_denied's current second (monotonic)
+    int64_t denied_second_ = 0;    // log_denied's current second (monotonic)
     uint32_t denied_lines_ = 0;    // lines logged in it
     uint64_t denied_unlogged_ = 0; // refusals left out of the log since the last line
     uint32_t handle_ = 0;
