@@ -70,6 +70,8 @@ struct Options {
     std::string state;
     std::string iftable;
     std::string sdb_root;
+    std::string vdc_access;      // the VDC access policy; empty: the default path
+    bool vdc_access_given = false;
     bool sync = true;
 };
 
@@ -90,13 +92,17 @@ void usage(FILE *out)
                  "                       else /dev/shm/vlan_mgr)\n"
                  "  -n, --no-sync        do not flush each save to disk (saves stay atomic and survive\n"
                  "                       the daemon being killed, not a crash of the machine)\n"
+                 "  -a, --vdc-access FILE  who may act for which VDC (default: $VLAN_MGR_VDC_ACCESS,\n"
+                 "                       else %s when it exists; without one only root and\n"
+                 "                       the manager's own user act for any VDC)\n"
                  "  -h, --help           show this help and exit\n"
                  "  -V, --version        show the version and exit\n"
                  "\n"
                  "Exit status: 0 stopped by SIGTERM or SIGINT, 1 start failed, 2 usage error,\n"
                  "3 another manager runs on the run directory or owns the state file,\n"
                  "4 run directory or pid file error, 5 transport failure.\n",
-                 kDefaultRunDir, kDefaultStateDir, kStateFile, kStateFile, kDefaultStateDir);
+                 kDefaultRunDir, kDefaultStateDir, kStateFile, kStateFile, kDefaultStateDir,
+                 vlan_mgrd::kDefaultVdcAccessPath);
 }
 
 // An absolute form of `path`, since the daemon changes to "/".
@@ -177,11 +183,12 @@ int parse_options(int argc, char **argv, Options &o)
         {"foreground", no_argument, nullptr, 'f'}, {"run-dir", required_argument, nullptr, 'r'},
         {"state", required_argument, nullptr, 's'}, {"iftable", required_argument, nullptr, 'i'},
         {"sdb-root", required_argument, nullptr, 'd'}, {"no-sync", no_argument, nullptr, 'n'},
+        {"vdc-access", required_argument, nullptr, 'a'},
         {"help", no_argument, nullptr, 'h'},
         {"version", no_argument, nullptr, 'V'},    {nullptr, 0, nullptr, 0},
     };
     int c;
-    while ((c = getopt_long(argc, argv, "fr:s:i:d:nhV", longopts, nullptr)) != -1) {
+    while ((c = getopt_long(argc, argv, "fr:s:i:d:a:nhV", longopts, nullptr)) != -1) {
         switch (c) {
         case 'f': o.foreground = true; break;
         case 'r': o.run_dir = optarg; break;
@@ -189,6 +196,7 @@ int parse_options(int argc, char **argv, Options &o)
         case 'i': o.iftable = optarg; break;
         case 'd': o.sdb_root = optarg; break;
         case 'n': o.sync = false; break;
+        case 'a': o.vdc_access = optarg; o.vdc_access_given = true; break;
         case 'h': usage(stdout); std::exit(kExitOk);
         case 'V': std::printf("vlan_mgrd %s\n", VLAN_MGRD_VERSION); std::exit(kExitOk);
         default: usage(stderr); return kExitUsage;
@@ -207,6 +215,12 @@ int parse_options(int argc, char **argv, Options &o)
     o.state = absolute(o.state);
     o.iftable = absolute(o.iftable);
     o.sdb_root = absolute(o.sdb_root);
+    if (!o.vdc_access_given) {
+        const char *env = std::getenv("VLAN_MGR_VDC_ACCESS");
+        o.vdc_access_given = env != nullptr && env[0] != '\0';
+        o.vdc_access = o.vdc_access_given ? env : vlan_mgrd::kDefaultVdcAccessPath;
+    }
+    o.vdc_access = absolute(o.vdc_access);
     return kExitOk;
 }
 
@@ -443,6 +457,15 @@ int main(int argc, char **argv)
         return kExitRunning;
     }
 
+    // Who may act for which VDC: a policy named on purpose must be there.
+    vlan_mgrd::VdcAccess vdc_access(geteuid());
+    if (!vdc_access.load(o.vdc_access, !o.vdc_access_given, error)) {
+        const std::string msg = "cannot use the VDC access policy " + error;
+        vlan_mgrd::log_event(vlan_mgrd::LogKind::Error, msg);
+        ready.report(kExitStart, msg);
+        return kExitStart;
+    }
+
     vlan_mgrd::EngineOptions eo;
     eo.state_path = o.state;
     eo.iftable_path = o.iftable;
@@ -465,7 +488,9 @@ int main(int argc, char **argv)
         return kExitStart;
     }
 
-    vlan_mgrd::Server server(engine, vlan_mgrd::ServerOptions{});
+    vlan_mgrd::ServerOptions so;
+    so.vdc_access = &vdc_access;
+    vlan_mgrd::Server server(engine, so);
     if (const int32_t rc = server.open(error); rc != 0) {
         const int status = rc == static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_SAP_BUSY) ? kExitRunning : kExitTransport;
         vlan_mgrd::log_event(vlan_mgrd::LogKind::Error, error);

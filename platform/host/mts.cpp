@@ -41,6 +41,7 @@
 #include <zmq.h>
 
 #include "host/host_platform.h"
+#include "host/mts_frame.h"
 #include "vlan_mgr_host_mts.h"
 #include "vlan_mgr_platform.h"
 
@@ -66,6 +67,7 @@ struct mts_msg {
     uint32_t handle;      // the handle that received it; 0 for a sent message
     bool has_payload;
     zmq_msg_t payload;
+    uint32_t peer, peer_uid, peer_gid, peer_pid;  // the sender as the socket knows it (received only)
     uint8_t rid_len;      // routing id of the requester (requests only)
     uint8_t rid[255];
     mts_msg *next;        // link in a handle's queue
@@ -81,7 +83,7 @@ constexpr size_t kHeaderSize1 = 32;
 constexpr uint8_t kVersion = 2;         // 40 bytes: version 1 and the deadline
 constexpr size_t kHeaderSize = 40;
 // Kind of a publisher's heartbeat: read by the transport, never handed out.
-constexpr uint8_t kHeartbeat = 5;
+constexpr uint8_t kHeartbeat = vlan_mgr_host::kMtsKindHeartbeat;
 // The topic heartbeats are published under; every subscriber takes it.
 constexpr uint32_t kHeartbeatTopic = 0xFFFFFFFF;
 
@@ -245,21 +247,80 @@ int32_t endpoint(uint32_t node, uint32_t sap, Ep ep, char *buf, size_t size, boo
     return 0;
 }
 
-// True when a process accepts connections on the local socket `path`.
-bool someone_listens(const char *path)
+// What a connection attempt to a local socket found.
+enum class Listener { yes, nobody, denied };
+
+// Whether a process accepts connections on the local socket `path`. A path
+// that this process may not reach (search permission on the run directory,
+// write permission on the socket) is `denied`, never taken for an absent
+// server.
+Listener someone_listens(const char *path)
 {
     sockaddr_un a{};
     const size_t len = std::strlen(path);
     if (len >= sizeof a.sun_path)
-        return false;
+        return Listener::nobody;
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
-        return false;
+        return Listener::nobody;
     a.sun_family = AF_UNIX;
     std::memcpy(a.sun_path, path, len + 1);
-    const bool ok = connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0;
+    const int rc = connect(fd, reinterpret_cast<sockaddr *>(&a), sizeof a);
+    const int err = errno;
     close(fd);
-    return ok;
+    if (rc == 0)
+        return Listener::yes;
+    return err == EACCES || err == EPERM ? Listener::denied : Listener::nobody;
+}
+
+// The path of this thread's last permission refusal
+// (vlan_mgr_host_mts_last_error_path).
+thread_local constinit char t_error_path[512] = {};
+
+void clear_error_path() { t_error_path[0] = '\0'; }
+
+int32_t access_denied(const char *path)
+{
+    const size_t n = std::min(std::strlen(path), sizeof t_error_path - 1);
+    std::memcpy(t_error_path, path, n);
+    t_error_path[n] = '\0';
+    return host::MTS_ERR_ACCESS;
+}
+
+// The sender of a message read from `frame`. A local socket's peer address is
+// "localhost:<uid>:<gid>:<pid>" (the kernel's credentials of the connecting
+// process); a TCP peer's is its numeric address, which never reads
+// "localhost".
+void set_peer(mts_msg *m, zmq_msg_t *frame)
+{
+    const char *addr = zmq_msg_gets(frame, "Peer-Address");
+    m->peer = VLAN_MGR_HOST_MTS_PEER_UNKNOWN;
+    if (addr == nullptr || *addr == '\0')
+        return;
+    static constexpr char kLocal[] = "localhost";
+    if (std::strncmp(addr, kLocal, sizeof kLocal - 1) != 0) {
+        m->peer = VLAN_MGR_HOST_MTS_PEER_REMOTE;
+        return;
+    }
+    const char *p = addr + sizeof kLocal - 1;
+    uint32_t ids[3] = {};
+    for (uint32_t &id : ids) {
+        if (*p != ':' || p[1] < '0' || p[1] > '9')
+            return;
+        char *end = nullptr;
+        errno = 0;
+        const unsigned long long v = std::strtoull(p + 1, &end, 10);
+        if (errno != 0 || v > 0xFFFFFFFFull)
+            return;
+        id = static_cast<uint32_t>(v);
+        p = end;
+    }
+    if (*p != '\0')
+        return;
+    m->peer = VLAN_MGR_HOST_MTS_PEER_LOCAL;
+    m->peer_uid = ids[0];
+    m->peer_gid = ids[1];
+    m->peer_pid = ids[2];
 }
 
 uint64_t clock_ms(clockid_t clock)
@@ -309,6 +370,7 @@ struct Handle {
     uint64_t expired = 0;        // requests dropped unhandled: their deadline had passed
     uint64_t lost_total = 0;     // notifications lost, in all
     uint64_t lost_last = 0;      // lost in the gap the latest NOTIF_LOST reported
+    vlan_mgr_host_mts_discards_t discards = {};           // received and dropped
     mts_msg *head = nullptr, *tail = nullptr;             // received, not yet handed out
     uint32_t next_token = 1;
     char paths[2][sizeof(sockaddr_un::sun_path)] = {};    // endpoints to remove at close
@@ -445,13 +507,13 @@ int32_t bind_endpoint(void *s, uint32_t sap, Ep ep, char *path_out)
     char path[sizeof(sockaddr_un::sun_path)];
     if (!ipc_path(sap, ep, path, sizeof path))
         return host::ERR_INVALID_ARG;
-    if (someone_listens(path))
+    if (someone_listens(path) == Listener::yes)
         return host::MTS_ERR_SAP_BUSY;
     unlink(path);
     char addr[sizeof path + 8];
     std::snprintf(addr, sizeof addr, "ipc://%s", path);
     if (zmq_bind(s, addr) != 0)
-        return host::MTS_ERR_IO;
+        return errno == EACCES || errno == EPERM ? access_denied(path) : host::MTS_ERR_IO;
     std::memcpy(path_out, path, sizeof path);
     chmod(path, 0660);
     char name[256];
@@ -494,6 +556,7 @@ int32_t send_frames(void *s, const void *const *parts, const size_t *lens, int c
 // serves is refused at once.
 int32_t dealer_for(Handle *h, uint32_t node, uint32_t sap, void **out)
 {
+    clear_error_path();
     if (is_local(node))
         node = VLAN_MGR_HOST_MTS_LOCAL_NODE;
     for (Dealer &d : h->dealers)
@@ -506,8 +569,13 @@ int32_t dealer_for(Handle *h, uint32_t node, uint32_t sap, void **out)
     int32_t rc = endpoint(node, sap, Ep::requests, addr, sizeof addr, &local_path);
     if (rc != 0)
         return rc;
-    if (local_path && !someone_listens(addr + 6))
-        return host::MTS_ERR_NO_SERVER;
+    if (local_path) {
+        const Listener l = someone_listens(addr + 6);
+        if (l == Listener::denied)
+            return access_denied(addr + 6);
+        if (l == Listener::nobody)
+            return host::MTS_ERR_NO_SERVER;
+    }
     void *s = new_socket(ZMQ_DEALER);
     if (s == nullptr)
         return host::MTS_ERR_IO;
@@ -550,6 +618,8 @@ mts_msg *read_message(Handle *h, void *s, From from)
     }
     const int want = from == From::dealer ? 2 : 3;
     mts_msg *m = nullptr;
+    if (n > 0 && (!ok || n != want))
+        ++h->discards.malformed;
     if (ok && n == want && (m = new_msg()) != nullptr) {
         const int hdr = want - 2;
         if (!decode_header(static_cast<const uint8_t *>(zmq_msg_data(&frames[hdr])), zmq_msg_size(&frames[hdr]), *m) ||
@@ -557,12 +627,19 @@ mts_msg *read_message(Handle *h, void *s, From from)
                                       (m->kind != VLAN_MGR_HOST_MTS_REQUEST && m->kind != VLAN_MGR_HOST_MTS_DATAGRAM))) ||
             (from == From::dealer && m->kind != VLAN_MGR_HOST_MTS_REPLY) ||
             (from == From::sub && m->kind != VLAN_MGR_HOST_MTS_NOTIFICATION && m->kind != kHeartbeat)) {
+            ++h->discards.malformed;
+            free_msg(m);
+            m = nullptr;
+        } else if (from == From::router && m->dest_sap != h->sap) {
+            // Served only by the handle bound to the SAP that it names.
+            ++h->discards.wrong_sap;
             free_msg(m);
             m = nullptr;
         } else {
             if (from == From::router) {
                 m->rid_len = static_cast<uint8_t>(zmq_msg_size(&frames[0]));
                 std::memcpy(m->rid, zmq_msg_data(&frames[0]), m->rid_len);
+                set_peer(m, &frames[1]);
             }
             zmq_msg_move(&m->payload, &frames[want - 1]);
             m->has_payload = true;
@@ -868,6 +945,38 @@ void count_subscriptions(Handle *h)
 
 } // namespace
 
+// ---- Framing header, for the fuzz target (mts_frame.h) ----------------------------
+
+namespace vlan_mgr_host {
+
+size_t mts_frame_header_size() { return kHeaderSize; }
+
+bool mts_frame_decode(const uint8_t *h, size_t len, MtsFrame *out)
+{
+    mts_msg m{};
+    if (!decode_header(h, len, m))
+        return false;
+    *out = {m.kind, m.src_vdc, m.src_node, m.src_sap, m.dest_sap, m.opcode, m.token, m.seq, m.deadline};
+    return true;
+}
+
+void mts_frame_encode(const MtsFrame &f, uint8_t *out)
+{
+    mts_msg m{};
+    m.kind = f.kind;
+    m.src_vdc = f.src_vdc;
+    m.src_node = f.src_node;
+    m.src_sap = f.src_sap;
+    m.dest_sap = f.dest_sap;
+    m.opcode = f.opcode;
+    m.token = f.token;
+    m.seq = f.seq;
+    m.deadline = f.deadline;
+    encode_header(out, m);
+}
+
+} // namespace vlan_mgr_host
+
 extern "C" {
 
 // ---- Host API -------------------------------------------------------------------
@@ -877,6 +986,7 @@ int32_t vlan_mgr_host_mts_open(uint32_t sap, uint32_t *mts_handle)
     if (mts_handle == nullptr)
         return host::ERR_INVALID_ARG;
     *mts_handle = 0;
+    clear_error_path();
     Handle *h = new (std::nothrow) Handle;
     if (h == nullptr)
         return host::ERR_NO_MEMORY;
@@ -886,6 +996,8 @@ int32_t vlan_mgr_host_mts_open(uint32_t sap, uint32_t *mts_handle)
         const char *dir = run_dir();
         if (mkdir(dir, 0770) == 0)
             chmod(dir, 0770);
+        else if (errno == EACCES || errno == EPERM)
+            rc = access_denied(dir);
         else if (errno != EEXIST)
             rc = host::MTS_ERR_IO;
         if (rc == 0) {
@@ -956,6 +1068,7 @@ int32_t vlan_mgr_host_mts_close(uint32_t mts_handle)
 
 int32_t vlan_mgr_host_mts_subscribe(uint32_t mts_handle, uint32_t node, uint32_t sap, uint32_t opcode)
 {
+    clear_error_path();
     Use u(mts_handle);
     if (u.get() == nullptr)
         return host::MTS_ERR_BAD_HANDLE;
@@ -985,6 +1098,10 @@ int32_t vlan_mgr_host_mts_subscribe(uint32_t mts_handle, uint32_t node, uint32_t
         int32_t rc = endpoint(node, sap, Ep::notifications, addr, sizeof addr, &local_path);
         if (rc != 0)
             return rc;
+        // A publisher that is not there yet is waited for; one that this
+        // process may not reach never would be.
+        if (local_path && someone_listens(addr + 6) == Listener::denied)
+            return access_denied(addr + 6);
         if (zmq_connect(h->sub, addr) != 0)
             return host::MTS_ERR_IO;
         h->sub_to.push_back(pub);
@@ -1110,7 +1227,21 @@ int32_t vlan_mgr_host_mts_msg_info(const mts_msg_hdl_t *msg, vlan_mgr_host_mts_i
     if (msg == nullptr || msg->msg == nullptr || info == nullptr)
         return host::ERR_INVALID_ARG;
     const mts_msg &m = *msg->msg;
-    *info = {m.kind, m.src_node, m.src_sap, m.dest_sap, m.opcode, m.token, m.seq, m.src_vdc};
+    *info = {m.kind, m.src_node, m.src_sap, m.dest_sap, m.opcode, m.token, m.seq, m.src_vdc,
+             m.peer, m.peer_uid, m.peer_gid, m.peer_pid};
+    return 0;
+}
+
+const char *vlan_mgr_host_mts_last_error_path(void) { return t_error_path; }
+
+int32_t vlan_mgr_host_mts_discards(uint32_t mts_handle, vlan_mgr_host_mts_discards_t *out)
+{
+    if (out == nullptr)
+        return host::ERR_INVALID_ARG;
+    Use u(mts_handle);
+    if (u.get() == nullptr)
+        return host::MTS_ERR_BAD_HANDLE;
+    *out = u->discards;
     return 0;
 }
 

@@ -94,7 +94,9 @@ void log_started(const std::string &text)
     syslog_text(syslog_msg_NOTIF_MSG, text.c_str(), true);
 }
 
-Server::Server(Engine &engine, ServerOptions options) : engine_(engine), options_(options) {}
+Server::Server(Engine &engine, ServerOptions options) : engine_(engine), options_(options), own_access_(geteuid())
+{
+}
 
 Server::~Server() { close(); }
 
@@ -160,6 +162,31 @@ void Server::send_reply(const mts_msg_hdl_t &request, uint32_t opcode, Reply &re
     }
 }
 
+// A refusal is always logged, whatever the facility's level, but at most
+// kDeniedPerSecond lines a second: a peer that keeps asking cannot flood the
+// log, and the next line that goes out tells how many were left out.
+void Server::log_denied(const std::string &text)
+{
+    constexpr uint32_t kDeniedPerSecond = 10;
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    if (static_cast<int64_t>(now.tv_sec) != denied_second_) {
+        denied_second_ = static_cast<int64_t>(now.tv_sec);
+        denied_lines_ = 0;
+    }
+    if (denied_lines_ >= kDeniedPerSecond) {
+        ++denied_unlogged_;
+        return;
+    }
+    ++denied_lines_;
+    std::string line = text;
+    if (denied_unlogged_ > 0)
+        line += " (" + std::to_string(denied_unlogged_) + " more refused, not logged)";
+    denied_unlogged_ = 0;
+    history_report(VLAN_MGR_REPORT_INFO, line);
+    syslog_text(syslog_msg_WARN_MSG, line.c_str(), true);
+}
+
 void Server::serve_one(mts_msg_hdl_t &msg)
 {
     vlan_mgr_host_mts_info_t info{};
@@ -176,6 +203,27 @@ void Server::serve_one(mts_msg_hdl_t &msg)
         req.len = 0;
     // A sender that does not know its VDC is in the default VDC.
     req.src_vdc = info.src_vdc == 0 ? 1 : static_cast<uint16_t>(info.src_vdc > 0xFFFFu ? 0xFFFFu : info.src_vdc);
+
+    // The header's VDC is the sender's word; its credentials are the kernel's.
+    VdcAccess &access = options_.vdc_access != nullptr ? *options_.vdc_access : own_access_;
+    if (!access.allows(info, req.src_vdc)) {
+        ++stats_.vdc_denied;
+        const std::string who = info.peer == VLAN_MGR_HOST_MTS_PEER_LOCAL
+                                    ? "uid " + std::to_string(info.peer_uid) + " (pid " +
+                                          std::to_string(info.peer_pid) + ")"
+                                : info.peer == VLAN_MGR_HOST_MTS_PEER_REMOTE
+                                    ? "a TCP peer (node " + hex_word(info.src_node) + ")"
+                                    : "a peer without credentials";
+        log_denied("request " + hex_word(info.opcode) + " refused: " + who + " is not authorised for VDC " +
+                   std::to_string(req.src_vdc));
+        if (info.kind == VLAN_MGR_HOST_MTS_REQUEST) {
+            reply_.clear();
+            reply_status(reply_, VLAN_MGR_ERR_VDC_DENIED);
+            send_reply(msg, info.opcode, reply_);
+        }
+        mts_drop(handle_, &msg);
+        return;
+    }
 
     reply_.clear();
     notifications_.clear();

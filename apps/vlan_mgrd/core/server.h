@@ -10,6 +10,7 @@
 #include <string>
 
 #include "engine.h"
+#include "vdc_access.h"
 #include "vlan_mgr_host_mts.h"
 
 namespace vlan_mgrd {
@@ -18,6 +19,9 @@ struct ServerOptions {
     uint32_t sap = 167;          // VLAN_MGR_MTS_SAP
     uint32_t poll_ms = 200;      // how often the loop looks at the stop flag
     uint32_t heartbeat_ms = 1000; // at most this long between two heartbeats
+    // Who may act for which VDC; null: only root and this process's own
+    // user act for any VDC. Not owned.
+    VdcAccess *vdc_access = nullptr;
 };
 
 // Counters of one run, for the stop message and the tests.
@@ -27,6 +31,7 @@ struct ServerStats {
     uint64_t notifications = 0;  // notifications published
     uint64_t failures = 0;       // replies or notifications the transport refused
     uint64_t expired = 0;        // requests dropped unhandled: their senders had given up
+    uint64_t vdc_denied = 0;     // messages refused: the sender may not act for their VDC
 };
 
 class Server {
@@ -50,8 +55,11 @@ public:
     // when receiving failed for good (`error` says what).
     int32_t run(const sigset_t &stop_signals, std::string &error);
 
-    // Handles one received message: runs it through the engine, publishes
-    // the notifications, answers a request, drops the message.
+    // Handles one received message: checks that its sender may act for the
+    // VDC that its header names (a request refused is answered with the bare
+    // status VLAN_MGR_ERR_VDC_DENIED, a one-way message dropped, and one
+    // warning names the sender), runs it through the engine, publishes the
+    // notifications, answers a request, drops the message.
     void serve_one(mts_msg_hdl_t &msg);
 
     // Closes the SAP (idempotent). The transport itself is shut down by the
@@ -66,9 +74,14 @@ private:
     // The loop's housekeeping between messages: the heartbeat when it is due
     // (`now_ms` on CLOCK_MONOTONIC) and the expired requests' count.
     void between_messages(uint64_t now_ms);
+    void log_denied(const std::string &text);
 
     Engine &engine_;
     ServerOptions options_;
+    VdcAccess own_access_;  // used when options_.vdc_access is null
+    int64_t denied_second_ = 0;    // log_denied's current second (monotonic)
+    uint32_t denied_lines_ = 0;    // lines logged in it
+    uint64_t denied_unlogged_ = 0; // refusals left out of the log since the last line
     uint32_t handle_ = 0;
     bool open_ = false;
     ServerStats stats_;

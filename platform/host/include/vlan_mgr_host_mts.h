@@ -122,10 +122,40 @@ typedef struct vlan_mgr_host_mts_info {
     uint32_t token;    /* request-response token */
     uint32_t seq;      /* notifications: the publisher's number of it for this opcode */
     uint32_t src_vdc;  /* the sender's own VDC id (its sysmgr_vdc_get) */
+    /* Requests and one-way messages received by a handle that serves a SAP:
+     * who sent it, as the socket knows it (not from the header). For
+     * VLAN_MGR_HOST_MTS_PEER_LOCAL the kernel's credentials of the process
+     * that opened the connection; 0 otherwise, and for every other message. */
+    uint32_t peer;     /* VLAN_MGR_HOST_MTS_PEER_UNKNOWN ... */
+    uint32_t peer_uid;
+    uint32_t peer_gid;
+    uint32_t peer_pid;
 } vlan_mgr_host_mts_info_t;
+
+/* Where a received message came from (vlan_mgr_host_mts_info_t.peer). */
+#define VLAN_MGR_HOST_MTS_PEER_UNKNOWN 0u /* sent messages; a local peer without credentials */
+#define VLAN_MGR_HOST_MTS_PEER_LOCAL   1u /* this machine's socket: uid, gid and pid are known */
+#define VLAN_MGR_HOST_MTS_PEER_REMOTE  2u /* TCP (another node): no credentials */
 
 /* Fills *info for a received or sent message: 0 or 0x40480001. */
 int32_t vlan_mgr_host_mts_msg_info(const mts_msg_hdl_t *msg, vlan_mgr_host_mts_info_t *info);
+
+/* The path that the last VLAN_MGR_HOST_ERR_MTS_ACCESS returned to this
+ * thread was refused on (a socket, or the run directory): "" when the last
+ * call of this thread that can return it (open, subscribe, a request or
+ * one-way message through mts_send) did not. The text belongs to the
+ * transport and stays valid until this thread's next such call. */
+const char *vlan_mgr_host_mts_last_error_path(void);
+
+/* Messages a handle received and discarded without handing them out. */
+typedef struct vlan_mgr_host_mts_discards {
+    uint32_t malformed; /* bad header, wrong frame count, wrong kind for the socket */
+    uint32_t wrong_sap; /* requests and one-way messages whose destination SAP is not the handle's */
+} vlan_mgr_host_mts_discards_t;
+
+/* Fills *out with the handle's discard counters (they wrap at 2^32): 0,
+ * VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE, or 0x40480001 when `out` is NULL. */
+int32_t vlan_mgr_host_mts_discards(uint32_t mts_handle, vlan_mgr_host_mts_discards_t *out);
 
 /* Closes every handle, delivers what is still queued for sending (datagrams
  * within the transport's time-out, a serving handle's replies and
