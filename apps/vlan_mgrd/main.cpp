@@ -100,7 +100,8 @@ void usage(FILE *out)
                  "\n"
                  "Exit status: 0 stopped by SIGTERM or SIGINT, 1 start failed, 2 usage error,\n"
                  "3 another manager runs on the run directory or owns the state file,\n"
-                 "4 run directory or pid file error, 5 transport failure.\n",
+                 "4 run directory or pid file error, 5 transport failure (SAP cannot be opened or\n"
+                 "receiving failed).\n",
                  kDefaultRunDir, kDefaultStateDir, kStateFile, kStateFile, kDefaultStateDir,
                  vlan_mgrd::kDefaultVdcAccessPath);
 }
@@ -133,6 +134,11 @@ std::string secure_dir(const char *what, const std::string &dir, mode_t mode)
             why = "not a directory";
         else if (st.st_uid != geteuid())
             why = "owned by another user (uid " + std::to_string(st.st_uid) + ")";
+        else if (e == EEXIST) {
+            char mode[8];
+            std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(st.st_mode & 07777));
+            why = std::string("shared with other users (mode ") + mode + "); give the manager a directory of its own";
+        }
     }
     return std::string("cannot use ") + what + " " + dir + ": " + why;
 }

@@ -106,12 +106,10 @@ std::vector<uint8_t> Transport::request(uint32_t opcode, const void *payload, ui
 {
     const uint32_t h = handle();
     auto unreachable = [](int32_t rc) {
-        // Refused by the file system (outside the manager's group): the path
-        // says where; nothing was sent.
-        const std::string path = vlan_mgr_host_mts_last_error_path();
-        if (rc == static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_ACCESS) && !path.empty())
-            return CtlError{kExitUnreachable, "Error: " + vlan_mgr_apps::status_text(static_cast<uint32_t>(rc)) +
-                                                  ": " + path + "\n"};
+        // Refused by the file system (outside the manager's group): the
+        // transport's text names the path; nothing was sent.
+        if (rc == static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_ACCESS))
+            return CtlError{kExitUnreachable, "Error: " + vlan_mgr_apps::status_text(static_cast<uint32_t>(rc)) + "\n"};
         return CtlError{kExitUnreachable, "Error: VLAN manager not reachable: " +
                                               vlan_mgr_apps::status_text(static_cast<uint32_t>(rc)) + "\n"};
     };

@@ -42,6 +42,7 @@
 
 #include "host/host_platform.h"
 #include "host/mts_frame.h"
+#include "vlan_mgr_host_trust.h"
 #include "vlan_mgr_host_mts.h"
 #include "vlan_mgr_platform.h"
 
@@ -277,13 +278,23 @@ Listener someone_listens(const char *path)
 // (vlan_mgr_host_mts_last_error_path).
 thread_local constinit char t_error_path[512] = {};
 
-void clear_error_path() { t_error_path[0] = '\0'; }
+void clear_error_path()
+{
+    if (t_error_path[0] == '\0')
+        return; // the thread's noted detail, if any, is not ours
+    t_error_path[0] = '\0';
+    host::note_error_detail(host::MTS_ERR_ACCESS, nullptr);
+}
 
+// A permission refusal: its path for vlan_mgr_host_mts_last_error_path, and
+// in this thread's text of the word (syserr2str), so that every report of it
+// names the path.
 int32_t access_denied(const char *path)
 {
     const size_t n = std::min(std::strlen(path), sizeof t_error_path - 1);
     std::memcpy(t_error_path, path, n);
     t_error_path[n] = '\0';
+    host::note_error_detail(host::MTS_ERR_ACCESS, t_error_path);
     return host::MTS_ERR_ACCESS;
 }
 
@@ -370,7 +381,8 @@ struct Handle {
     uint64_t expired = 0;        // requests dropped unhandled: their deadline had passed
     uint64_t lost_total = 0;     // notifications lost, in all
     uint64_t lost_last = 0;      // lost in the gap the latest NOTIF_LOST reported
-    vlan_mgr_host_mts_discards_t discards = {};           // received and dropped
+    uint64_t malformed = 0;      // received and discarded: not a message for this socket
+    uint64_t wrong_sap = 0;      // received and discarded: naming another destination SAP
     mts_msg *head = nullptr, *tail = nullptr;             // received, not yet handed out
     uint32_t next_token = 1;
     char paths[2][sizeof(sockaddr_un::sun_path)] = {};    // endpoints to remove at close
@@ -619,7 +631,7 @@ mts_msg *read_message(Handle *h, void *s, From from)
     const int want = from == From::dealer ? 2 : 3;
     mts_msg *m = nullptr;
     if (n > 0 && (!ok || n != want))
-        ++h->discards.malformed;
+        ++h->malformed;
     if (ok && n == want && (m = new_msg()) != nullptr) {
         const int hdr = want - 2;
         if (!decode_header(static_cast<const uint8_t *>(zmq_msg_data(&frames[hdr])), zmq_msg_size(&frames[hdr]), *m) ||
@@ -627,12 +639,12 @@ mts_msg *read_message(Handle *h, void *s, From from)
                                       (m->kind != VLAN_MGR_HOST_MTS_REQUEST && m->kind != VLAN_MGR_HOST_MTS_DATAGRAM))) ||
             (from == From::dealer && m->kind != VLAN_MGR_HOST_MTS_REPLY) ||
             (from == From::sub && m->kind != VLAN_MGR_HOST_MTS_NOTIFICATION && m->kind != kHeartbeat)) {
-            ++h->discards.malformed;
+            ++h->malformed;
             free_msg(m);
             m = nullptr;
         } else if (from == From::router && m->dest_sap != h->sap) {
             // Served only by the handle bound to the SAP that it names.
-            ++h->discards.wrong_sap;
+            ++h->wrong_sap;
             free_msg(m);
             m = nullptr;
         } else {
@@ -780,7 +792,9 @@ int32_t report_lost(Handle *h, uint64_t lost)
 // not delivered later. The next send to that destination connects afresh.
 void discard_dealer(Handle *h, void *sock)
 {
-    if (std::any_of(h->pending.begin(), h->pending.end(), [sock](const Pending &p) { return p.sock == sock; }))
+    const uint64_t now = now_ms();
+    if (std::any_of(h->pending.begin(), h->pending.end(),
+                    [sock, now](const Pending &p) { return p.sock == sock && p.deadline > now; }))
         return;
     for (auto it = h->dealers.begin(); it != h->dealers.end(); ++it)
         if (it->sock == sock) {
@@ -890,10 +904,13 @@ int32_t receive(uint32_t mts_handle, mts_msg_hdl_t *msg_out, const mts_recv_opts
                     return report_lost(h, lost);
                 }
             }
-            if (by_token)
+            if (m->kind == VLAN_MGR_HOST_MTS_REPLY) {
+                // Answered, however it was received: no longer awaited.
+                const uint32_t answered = m->token;
                 h->pending.erase(std::remove_if(h->pending.begin(), h->pending.end(),
-                                                [token](const Pending &q) { return q.token == token; }),
+                                                [answered](const Pending &q) { return q.token == answered; }),
                                  h->pending.end());
+            }
             msg_out->msg = m;
             return 0;
         }
@@ -994,9 +1011,12 @@ int32_t vlan_mgr_host_mts_open(uint32_t sap, uint32_t *mts_handle)
     int32_t rc = 0;
     if (sap != 0) {
         const char *dir = run_dir();
-        if (mkdir(dir, 0770) == 0)
-            chmod(dir, 0770);
-        else if (errno == EACCES || errno == EPERM)
+        // A missing run directory is made as the manager makes it: the
+        // trust group, setgid so that the sockets get that group too.
+        if (mkdir(dir, 0700) == 0) {
+            if (vlan_mgr_host_trust_dir(dir, 02770) != 0)
+                rc = host::MTS_ERR_IO;
+        } else if (errno == EACCES || errno == EPERM)
             rc = access_denied(dir);
         else if (errno != EEXIST)
             rc = host::MTS_ERR_IO;
@@ -1189,6 +1209,8 @@ int32_t vlan_mgr_host_mts_stats(uint32_t mts_handle, vlan_mgr_host_mts_stats_t *
     stats->requests_expired = u->expired;
     stats->notifications_lost = u->lost_total;
     stats->last_lost = u->lost_last;
+    stats->malformed = u->malformed;
+    stats->wrong_sap = u->wrong_sap;
     return 0;
 }
 
@@ -1233,17 +1255,6 @@ int32_t vlan_mgr_host_mts_msg_info(const mts_msg_hdl_t *msg, vlan_mgr_host_mts_i
 }
 
 const char *vlan_mgr_host_mts_last_error_path(void) { return t_error_path; }
-
-int32_t vlan_mgr_host_mts_discards(uint32_t mts_handle, vlan_mgr_host_mts_discards_t *out)
-{
-    if (out == nullptr)
-        return host::ERR_INVALID_ARG;
-    Use u(mts_handle);
-    if (u.get() == nullptr)
-        return host::MTS_ERR_BAD_HANDLE;
-    *out = u->discards;
-    return 0;
-}
 
 void vlan_mgr_host_mts_shutdown(void)
 {
@@ -1297,6 +1308,8 @@ int32_t mts_send(uint32_t mts_handle, uint32_t dest_node, uint32_t dest_sap, uin
         void *p;
         ~Taken() { std::free(p); }
     } taken{addr != nullptr ? payload : nullptr};
+    if (request == nullptr)
+        clear_error_path();
     // The exchange's one time-out runs from here: the connect check, the wait
     // for room and the wait for the reply all come out of it.
     const uint32_t limit = timeout_ms();

@@ -96,13 +96,10 @@ int32_t file_error(int e, const char *file)
 // as /dev/shm itself) is never taken over, nor is one of another user.
 int32_t secure_dir(const char *dir)
 {
-    struct stat st;
-    if (lstat(dir, &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & (S_ISVTX | S_IWOTH)) != 0)
-        return sdb_denied(dir);
     const int e = vlan_mgr_host_trust_dir(dir, SDB_DIR_MODE);
     if (e == 0)
         return 0;
-    return e == EACCES || e == EPERM ? sdb_denied(dir) : SDB_ERR_BACKING_FILE;
+    return e == EACCES || e == EPERM || e == EEXIST ? sdb_denied(dir) : SDB_ERR_BACKING_FILE;
 }
 
 // Makes the root and every directory between it and the file (a VDC's

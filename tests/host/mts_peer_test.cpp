@@ -162,12 +162,12 @@ TEST_F(MtsPeerTest, MtsRequestNamingAnotherDestinationSapIsDiscardedAndCounted)
         EXPECT_EQ(vlan_mgr_host_mts_recv_timed(server, &m, nullptr, 200),
                   static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_TIMEOUT));
     }
-    vlan_mgr_host_mts_discards_t d{};
-    ASSERT_EQ(vlan_mgr_host_mts_discards(server, &d), 0);
+    vlan_mgr_host_mts_stats_t d{};
+    ASSERT_EQ(vlan_mgr_host_mts_stats(server, &d), 0);
     EXPECT_EQ(d.wrong_sap, 2u);
     EXPECT_EQ(d.malformed, 0u);
-    EXPECT_EQ(vlan_mgr_host_mts_discards(server, nullptr), vlan_mgr_host::ERR_INVALID_ARG);
-    EXPECT_EQ(vlan_mgr_host_mts_discards(server + 1, &d), static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE));
+    EXPECT_EQ(vlan_mgr_host_mts_stats(server, nullptr), vlan_mgr_host::ERR_INVALID_ARG);
+    EXPECT_EQ(vlan_mgr_host_mts_stats(server + 1, &d), static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE));
 }
 
 TEST_F(MtsPeerTest, MtsMalformedMessagesAreDiscardedAndCounted)
@@ -186,8 +186,8 @@ TEST_F(MtsPeerTest, MtsMalformedMessagesAreDiscardedAndCounted)
         EXPECT_EQ(mts_opc_get(&m), 0x77u);
         mts_drop(server, &m);
     }
-    vlan_mgr_host_mts_discards_t d{};
-    ASSERT_EQ(vlan_mgr_host_mts_discards(server, &d), 0);
+    vlan_mgr_host_mts_stats_t d{};
+    ASSERT_EQ(vlan_mgr_host_mts_stats(server, &d), 0);
     EXPECT_EQ(d.malformed, 4u);
     EXPECT_EQ(d.wrong_sap, 0u);
 }
@@ -225,6 +225,17 @@ TEST_F(MtsPeerTest, MtsSenderOutsideTheRunDirectoryGroupGetsPermissionDeniedWith
             return 27;
         if (sap_path.substr(0, sap_path.size() - 3) + "168" != vlan_mgr_host_mts_last_error_path())
             return 28;
+        // Every report of the word names the path, until the next send.
+        const std::string sap168 = sap_path.substr(0, sap_path.size() - 3) + "168";
+        if (std::string(syserr2str(kAccess)) != "message transport: permission denied: " + sap168)
+            return 29;
+        mts_addr_t big = request_addr();
+        if (mts_send(c, VLAN_MGR_MTS_DEST_NODE, VLAN_MGR_MTS_SAP, 1, nullptr, VLAN_MGR_HOST_MTS_MAX_PAYLOAD + 1, nullptr,
+                     nullptr, &big) != vlan_mgr_host::ERR_INVALID_ARG)
+            return 30;
+        if (std::string(vlan_mgr_host_mts_last_error_path()) != "" ||
+            std::string(syserr2str(kAccess)) != "message transport: permission denied")
+            return 31;
         return 0;
     });
     uint32_t server = 0;

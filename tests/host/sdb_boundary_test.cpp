@@ -156,15 +156,29 @@ TEST_F(SdbBoundary, FilesOfAnEarlierVersionAreNarrowedByTheNextPublisher)
     ASSERT_EQ(sdb_pub_open(uri.c_str(), &pub), 0);
     ASSERT_EQ(sdb_pub_close(pub), 0);
     pub = nullptr;
-    // What an earlier version left: a world-readable root, a 0644 file and a
-    // 0666 lock file.
-    ASSERT_EQ(chmod(dir.root().c_str(), 0755), 0);
+    // What an earlier version left: a root without the setgid bit, a 0644
+    // file and a 0666 lock file.
+    ASSERT_EQ(chmod(dir.root().c_str(), 0750), 0);
     ASSERT_EQ(chmod(path.c_str(), 0644), 0);
     ASSERT_EQ(chmod(lock.c_str(), 0666), 0);
     ASSERT_EQ(sdb_pub_open(uri.c_str(), &pub), 0);
     EXPECT_EQ(mode_of(dir.root()).mode, 02750u);
     EXPECT_EQ(mode_of(path).mode, 0640u);
     EXPECT_EQ(mode_of(lock).mode, 0660u);
+}
+
+TEST_F(SdbBoundary, ARootThatOthersMayEnterAndThatHoldsFilesIsNeverTakenOver)
+{
+    ASSERT_EQ(sdb_pub_open(uri.c_str(), &pub), 0);
+    ASSERT_EQ(sdb_pub_close(pub), 0);
+    pub = nullptr;
+    // Opened to everyone since (as a directory that other programs use):
+    // narrowing it would lock them out, so the publisher refuses it.
+    ASSERT_EQ(chmod(dir.root().c_str(), 0755), 0);
+    EXPECT_EQ(sdb_pub_open(uri.c_str(), &pub), PERMISSION);
+    EXPECT_EQ(pub, nullptr);
+    EXPECT_EQ(std::string(syserr2str(PERMISSION)), "shared database: permission denied: " + dir.root());
+    EXPECT_EQ(mode_of(dir.root()).mode, 0755u);
 }
 
 TEST_F(SdbBoundary, ASharedStickyDirectoryIsNeverTakenOverAsTheRoot)

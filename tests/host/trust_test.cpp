@@ -48,13 +48,42 @@ TEST_F(TrustDir, MissingDirectoryAndParentsAreCreatedWithTheExactModeWhateverThe
     EXPECT_EQ(st.st_gid, vlan_mgr_host_trust_gid());
 }
 
-TEST_F(TrustDir, AnExistingWideDirectoryIsNarrowed)
+TEST_F(TrustDir, AnExistingEmptyDirectoryOthersMayEnterIsNarrowed)
 {
     const std::string dir = root_ + "/db";
-    ASSERT_EQ(mkdir(dir.c_str(), 0777), 0);
-    ASSERT_EQ(chmod(dir.c_str(), 01777), 0);
+    ASSERT_EQ(mkdir(dir.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(dir.c_str(), 0755), 0);
     EXPECT_EQ(vlan_mgr_host_trust_dir(dir.c_str(), 02750), 0);
     EXPECT_EQ(mode_of(dir), 02750u);
+    // Already the boundary's: taken again as it is, files and all.
+    const int fd = open((dir + "/file").c_str(), O_CREAT | O_WRONLY, 0600);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    EXPECT_EQ(vlan_mgr_host_trust_dir(dir.c_str(), 02750), 0);
+}
+
+TEST_F(TrustDir, ASharedDirectoryIsRefusedAndLeftAsItWas)
+{
+    const std::string sticky = root_ + "/tmp";
+    ASSERT_EQ(mkdir(sticky.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(sticky.c_str(), 01777), 0);
+    EXPECT_EQ(vlan_mgr_host_trust_dir(sticky.c_str(), 02770), EEXIST);
+    EXPECT_EQ(mode_of(sticky), 01777u);
+
+    const std::string writable = root_ + "/open";
+    ASSERT_EQ(mkdir(writable.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(writable.c_str(), 0777), 0);
+    EXPECT_EQ(vlan_mgr_host_trust_dir(writable.c_str(), 02770), EEXIST);
+    EXPECT_EQ(mode_of(writable), 0777u);
+
+    const std::string used = root_ + "/run";
+    ASSERT_EQ(mkdir(used.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(used.c_str(), 0755), 0);
+    const int fd = open((used + "/theirs").c_str(), O_CREAT | O_WRONLY, 0644);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    EXPECT_EQ(vlan_mgr_host_trust_dir(used.c_str(), 02770), EEXIST);
+    EXPECT_EQ(mode_of(used), 0755u);
 }
 
 TEST_F(TrustDir, ALinkAFileAndANullPathAreRefused)

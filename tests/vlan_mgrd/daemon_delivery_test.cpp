@@ -97,14 +97,25 @@ TEST_F(VlanMgrdDaemonTest, ManagerExitsPromptlyWhileASubscriberIsStopped)
         if (vlan_mgr_host_mts_open(0, &h) != 0 ||
             vlan_mgr_host_mts_subscribe(h, VLAN_MGR_MTS_DEST_NODE, VLAN_MGR_MTS_SAP, 0x5C1D) != 0)
             return 10;
+        // Live once a notification has come: from then on the manager
+        // queues every one for this subscriber.
+        mts_msg_hdl_t m{};
+        if (vlan_mgr_host_mts_recv_timed(h, &m, nullptr, 10000) != 0)
+            return 11;
+        mts_drop(h, &m);
         subscribed.raise();
         pause();
         return 0;
     });
-    ASSERT_EQ(subscribed.wait_for(5000), 'x');
-    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // the subscription reaches the manager
+    uint32_t v = 2;
+    char live = 0;
+    for (; v < 100 && live == 0; ++v) {
+        ASSERT_EQ(create_vlan(client(), v), 0);
+        live = subscribed.wait_for(100);
+    }
+    ASSERT_EQ(live, 'x');
     ASSERT_EQ(kill(sub, SIGSTOP), 0);
-    for (uint32_t v = 2; v < 400; ++v)
+    for (; v < 500; ++v)
         ASSERT_EQ(create_vlan(client(), v), 0);
     reopen_client();
     const Clock::time_point t0 = Clock::now();

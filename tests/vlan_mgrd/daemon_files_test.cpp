@@ -202,6 +202,32 @@ TEST_F(VlanMgrdFilesTest, VlanMgrdRefusesARunDirectoryOwnedByAnotherUserWithStat
     EXPECT_FALSE(exists(state_));
 }
 
+TEST_F(VlanMgrdFilesTest, VlanMgrdRefusesASharedRunDirectoryAndLeavesItAsItWas)
+{
+    // A sticky directory that everyone writes (as /tmp), and one that others
+    // may enter and that holds files of theirs (as /run): narrowing either
+    // would lock its other users out.
+    ASSERT_EQ(mkdir(run_dir_.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(run_dir_.c_str(), 01777), 0);
+    std::string out;
+    EXPECT_EQ(run_to_end({"--foreground", "--run-dir", run_dir_, "--state", state_, "--sdb-root", sdb_root_}, out), 4);
+    EXPECT_EQ(out, "vlan_mgrd: cannot use run directory " + run_dir_ +
+                       ": shared with other users (mode 1777); give the manager a directory of its own\n");
+    EXPECT_EQ(info(run_dir_).mode, 01777u);
+
+    ASSERT_EQ(chmod(run_dir_.c_str(), 0755), 0);
+    const std::string theirs = run_dir_ + "/other.pid";
+    const int fd = open(theirs.c_str(), O_CREAT | O_WRONLY, 0644);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    EXPECT_EQ(run_to_end({"--foreground", "--run-dir", run_dir_, "--state", state_, "--sdb-root", sdb_root_}, out), 4);
+    EXPECT_EQ(out, "vlan_mgrd: cannot use run directory " + run_dir_ +
+                       ": shared with other users (mode 0755); give the manager a directory of its own\n");
+    EXPECT_EQ(info(run_dir_).mode, 0755u);
+    EXPECT_FALSE(exists(run_dir_ + "/vlan_mgrd.lock"));
+    EXPECT_FALSE(exists(state_));
+}
+
 TEST_F(VlanMgrdFilesTest, VlanMgrdRefusesARunDirectoryThatIsASymbolicLinkWithStatus4)
 {
     const std::string target = dir_ + "/elsewhere";

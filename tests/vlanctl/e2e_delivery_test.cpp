@@ -166,7 +166,7 @@ TEST_F(VlanctlDelivery, StoppedWatchReportsHowManyNotificationsItLost)
     ASSERT_EQ(vlanctl_test::read_file(out), "create vdc 1 vlan 2 bd 2 name VLAN0002\n");
 
     ASSERT_EQ(kill(w, SIGSTOP), 0);
-    constexpr size_t kChanges = 1000;
+    constexpr size_t kChanges = 3000; // far more than the queues and the socket buffers hold
     for (uint32_t v = 3; v < 3 + kChanges; ++v)
         ASSERT_EQ(create_one(h, v), 0) << v;
     vlan_mgr_host_mts_close(h);

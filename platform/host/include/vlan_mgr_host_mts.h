@@ -93,6 +93,10 @@ typedef struct vlan_mgr_host_mts_stats {
     uint64_t requests_expired;   /* requests dropped unhandled: their deadline had passed */
     uint64_t notifications_lost; /* notifications lost, in all */
     uint64_t last_lost;          /* lost in the gap that the latest 0x40480104 reported */
+    uint64_t malformed;          /* received and discarded: bad header, wrong frame count,
+                                    wrong kind for the socket */
+    uint64_t wrong_sap;          /* received and discarded: requests and one-way messages
+                                    whose destination SAP is not the handle's */
 } vlan_mgr_host_mts_stats_t;
 
 /* Fills *stats: 0, 0x40480001 (stats NULL) or VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE. */
@@ -146,16 +150,6 @@ int32_t vlan_mgr_host_mts_msg_info(const mts_msg_hdl_t *msg, vlan_mgr_host_mts_i
  * one-way message through mts_send) did not. The text belongs to the
  * transport and stays valid until this thread's next such call. */
 const char *vlan_mgr_host_mts_last_error_path(void);
-
-/* Messages a handle received and discarded without handing them out. */
-typedef struct vlan_mgr_host_mts_discards {
-    uint32_t malformed; /* bad header, wrong frame count, wrong kind for the socket */
-    uint32_t wrong_sap; /* requests and one-way messages whose destination SAP is not the handle's */
-} vlan_mgr_host_mts_discards_t;
-
-/* Fills *out with the handle's discard counters (they wrap at 2^32): 0,
- * VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE, or 0x40480001 when `out` is NULL. */
-int32_t vlan_mgr_host_mts_discards(uint32_t mts_handle, vlan_mgr_host_mts_discards_t *out);
 
 /* Closes every handle, delivers what is still queued for sending (datagrams
  * within the transport's time-out, a serving handle's replies and

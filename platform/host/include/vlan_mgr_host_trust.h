@@ -25,10 +25,12 @@ gid_t vlan_mgr_host_trust_gid(void);
 /* Makes `path` a directory of the boundary: creates it when missing (missing
  * parents are created with mode 0755), then gives it the trust group and
  * exactly `mode` (permission and setgid bits), whatever the umask. A path that
- * is not a directory, is a symbolic link, or is owned by another user (root
- * excepted for root) is refused. Returns 0 or an errno value (EACCES, EPERM,
- * ENOTDIR, ELOOP, ...); the directory is left as it was on failure where it
- * already existed. */
+ * is not a directory (ENOTDIR), is a symbolic link (ELOOP) or is owned by
+ * another user (EPERM) is refused, and so is an existing directory shared with
+ * others (EEXIST): one that others may write or that is sticky (/tmp, /dev/shm),
+ * or one that others may enter and that is not empty (/run, /srv). Returns 0
+ * or an errno value; a directory that already existed is left as it was on
+ * failure. */
 int vlan_mgr_host_trust_dir(const char *path, mode_t mode);
 
 /* Gives an open file the trust group and exactly `mode`. 0 or an errno value. */
