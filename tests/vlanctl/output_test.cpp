@@ -202,4 +202,19 @@ TEST(VlanctlOutput, FailuresFoldRunsOfTheSameStatus)
     EXPECT_EQ(render_failures({}), "");
 }
 
+// A type or mode that vlanctl has no word for is shown by its number.
+TEST(VlanctlOutput, UnknownTypeAndModeAreShownByNumber)
+{
+    EXPECT_EQ(vlan_type_name(99), "type 99");
+    EXPECT_EQ(port_mode_name(7), "mode 7");
+    SwitchportView p{"Ethernet1/5", 7, 0, 0, 0, {}, {}};
+    EXPECT_EQ(render_switchport(p), "Name                   : Ethernet1/5\n"
+                                    "Switchport mode        : mode 7\n"
+                                    "Access VLAN            : none\n"
+                                    "Trunking native VLAN   : none\n"
+                                    "Trunking VLANs allowed : none\n"
+                                    "Voice VLAN             : none\n"
+                                    "Trunking VLANs active  : none\n");
+}
+
 } // namespace

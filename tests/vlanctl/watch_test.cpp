@@ -40,13 +40,16 @@ TEST_F(VlanctlWatch, WatchPrintsTypeChangesBdRecordsAndDeletes)
 {
     start_daemon();
     ok({"vlan", "create", "40-41"});
-    const pid_t w = start_watch({"--count", "3"});
+    const pid_t w = start_watch({"--count", "5"});
     ok({"vlan", "type", "40", "primary"});
     ok({"vlan", "delete", "41"});
+    ok({"vlan", "type", "40", "normal"});
     EXPECT_EQ(vlanctl_test::wait_exit(w, 10000), 0);
     EXPECT_EQ(vlanctl_test::read_file(dir_ + "/watch.out"), "type vdc 1 vlan 40 type primary primary 0\n"
                                                            "bd vlan 40 bd 40\n"
-                                                           "delete vdc 1 vlan 41 bd 41\n");
+                                                           "delete vdc 1 vlan 41 bd 41\n"
+                                                           "type vdc 1 vlan 40 type normal primary 0\n"
+                                                           "bd vlan 40 bd 40\n");
 }
 
 // Three VLANs created at once are one notification of three records: a
