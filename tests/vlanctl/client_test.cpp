@@ -5,6 +5,9 @@
 #include "vlanctl_test_util.h"
 
 #include <map>
+#include <thread>
+
+#include <pthread.h>
 
 #include <grp.h>
 #include <sys/stat.h>
@@ -13,6 +16,7 @@
 #include <vlan_mgr/opcodes.h>
 
 #include "client.h"
+#include "watch.h"
 #include "vlan_mgr_host_mts.h"
 
 namespace {
@@ -331,6 +335,53 @@ TEST_F(FakeManager, RequestRefusedByTheSocketExitsThreeNamingIt)
     EXPECT_EQ(vlanctl_test::wait_exit(c, 10000), 3);
     EXPECT_EQ(vlanctl_test::read_file(out), "");
     EXPECT_EQ(vlanctl_test::read_file(err), "Error: message transport: permission denied: " + run_ + "/sap.167\n");
+}
+
+// A listing with no VDC groups means no VLANs: an empty list, and no
+// membership query.
+TEST_F(FakeManager, ListingWithoutGroupsIsNoVlans)
+{
+    serve({{VLAN_MGR_OPC_ALL_CREATED_VLAN, {Bytes{0, 0, 0, 0}}}});
+    std::vector<vlanctl::VlanView> vlans{{}};
+    expect_error(run([&](vlanctl::Client &c) { vlans = c.vlans(); }), 0, "");
+    EXPECT_TRUE(vlans.empty());
+}
+
+// The reserved range is read from the VDC's BD database, which no manager
+// has published here.
+TEST_F(FakeManager, ReservedRangeWithoutADatabaseIsRefused)
+{
+    expect_error(run([](vlanctl::Client &c) { c.reserved(); }), 1, "Error: VLAN record could not be read (0x4110001c)\n");
+}
+
+// The watch's transport handle is closed under it (by another thread of the
+// program): the next receive fails and the watch ends with exit 3.
+TEST_F(FakeManager, WatchWhoseTransportHandleIsClosedEndsUnreachable)
+{
+    serve({{VLAN_MGR_OPC_ALL_CREATED_VLAN, {listing({10})}}});
+    sigset_t before;
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &before), 0);
+    vlanctl::CtlError e{0, ""};
+    {
+        vlanctl::Transport t;
+        vlanctl::Client client(t, 1, vlan_mgr_apps::default_iftable());
+        const uint32_t h = t.handle();
+        std::thread closer([h] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            vlan_mgr_host_mts_close(h);
+        });
+        testing::internal::CaptureStderr();
+        try {
+            vlanctl::watch(client, t, 0);
+        } catch (const vlanctl::CtlError &err) {
+            e = err;
+        }
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "Watching the VLAN manager's notifications\n");
+        closer.join();
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    EXPECT_EQ(e.exit_code, 3);
+    EXPECT_EQ(e.message, "Error: VLAN manager not reachable: message transport: no such handle\n");
 }
 
 // Every handle of the process's transport is taken: the client's cannot be
