@@ -337,11 +337,11 @@ TEST_F(FakeManager, RequestRefusedByTheSocketExitsThreeNamingIt)
     EXPECT_EQ(vlanctl_test::read_file(err), "Error: message transport: permission denied: " + run_ + "/sap.167\n");
 }
 
-// A listing with no VDC groups means no VLANs: an empty list, and no
-// membership query.
+// A listing of no VDC groups (a group count of 0 and the bytes of one empty
+// group after it) means no VLANs: an empty list, and no membership query.
 TEST_F(FakeManager, ListingWithoutGroupsIsNoVlans)
 {
-    serve({{VLAN_MGR_OPC_ALL_CREATED_VLAN, {Bytes{0, 0, 0, 0}}}});
+    serve({{VLAN_MGR_OPC_ALL_CREATED_VLAN, {Bytes{0, 0, 0, 0, 0, 1, 0, 0, 0, 0}}}});
     std::vector<vlanctl::VlanView> vlans{{}};
     expect_error(run([&](vlanctl::Client &c) { vlans = c.vlans(); }), 0, "");
     EXPECT_TRUE(vlans.empty());
