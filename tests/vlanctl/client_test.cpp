@@ -367,7 +367,9 @@ TEST_F(FakeManager, WatchWhoseTransportHandleIsClosedEndsUnreachable)
         vlanctl::Client client(t, 1, vlan_mgr_apps::default_iftable());
         const uint32_t h = t.handle();
         std::thread closer([h] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            // Long after the listing and the subscriptions, which take
+            // milliseconds: the watch is waiting for notifications by then.
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
             vlan_mgr_host_mts_close(h);
         });
         testing::internal::CaptureStderr();
