@@ -402,7 +402,7 @@ TEST_F(HostHistory, ForkedChildRecordsIntoARingOfItsOwn)
     ASSERT_GE(child, 0);
     if (child == 0) {
         int rc = sdwrap_hist_event(0x730001, 6, "child");
-        _exit(rc == 0 ? 0 : 1);
+        host_test::child_exit(rc == 0 ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
