@@ -264,6 +264,33 @@ TEST(SdbErrors, AFileThatIsNotADatabaseIsCorrupt)
     EXPECT_EQ(sdb_close(dir.uri("db").c_str()), NOT_OPEN);
 }
 
+TEST(SdbErrors, ADatabaseWhoseRecordPagesAreDamagedReadsAsCorruptAndFetchesNothing)
+{
+    PlainDir dir;
+    const std::string uri = dir.uri("db");
+    make_database(uri);
+    // The two meta pages stay; every page after them is zeroed, which no
+    // page of a database is.
+    struct stat st {};
+    ASSERT_EQ(stat(dir.file("db").c_str(), &st), 0);
+    ASSERT_GT(st.st_size, 8192);
+    const int fd = open(dir.file("db").c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    const std::vector<uint8_t> zeros(static_cast<size_t>(st.st_size) - 8192, 0);
+    ASSERT_EQ(pwrite(fd, zeros.data(), zeros.size(), 8192), static_cast<ssize_t>(zeros.size()));
+    close(fd);
+    ASSERT_EQ(sdb_open(uri.c_str(), 1, 0, 0, 0), 0);
+    EXPECT_EQ(read_k1(uri), hex(CORRUPT));
+    const sdb_key_t k = key4(K1);
+    sdb_rec_t rec{reinterpret_cast<const void *>(&k), 7};
+    int32_t err = 0;
+    EXPECT_EQ(sdb_mfetch(uri.c_str(), &k, 1, &rec, &err), CORRUPT);
+    EXPECT_EQ(err, CORRUPT);
+    EXPECT_EQ(rec.data, nullptr);
+    EXPECT_EQ(rec.len, 0u);
+    EXPECT_EQ(sdb_close(uri.c_str()), 0);
+}
+
 TEST(SdbErrors, ALockPathThatIsADirectoryIsABackingFileErrorForReaderAndPublisher)
 {
     PlainDir dir;
