@@ -89,8 +89,8 @@ TEST_F(MtsErrors, ARunDirectoryTooLongForASocketAddressIsAnInvalidArgument)
     EXPECT_EQ(vlan_mgr_host_mts_open(222, &h), INVALID_ARG);
     EXPECT_EQ(h, 0u);
     ASSERT_EQ(vlan_mgr_host_mts_open(0, &c), 0);
-    const uint8_t b = 1;
-    EXPECT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 222, 5, handed(&b, 1), 1, nullptr, nullptr, nullptr),
+    uint8_t b = 1; // stays the caller's: no address record
+    EXPECT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 222, 5, &b, 1, nullptr, nullptr, nullptr),
               INVALID_ARG);
     EXPECT_EQ(vlan_mgr_host_mts_subscribe(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 222, 5), INVALID_ARG);
     EXPECT_EQ(vlan_mgr_host_mts_close(c), 0);
@@ -148,8 +148,8 @@ TEST_F(MtsNodeTable, ANodeThatOnlyMalformedLinesNameIsNoNode)
                 "0x03000000 127.0.0.1 20000 # other\n"); // another node
     uint32_t c = 0;
     ASSERT_EQ(vlan_mgr_host_mts_open(0, &c), 0);
-    const uint8_t b = 1;
-    EXPECT_EQ(mts_send(c, 0x02000000, 3, 5, handed(&b, 1), 1, nullptr, nullptr, nullptr), NO_NODE);
+    uint8_t b = 1; // stays the caller's: no address record
+    EXPECT_EQ(mts_send(c, 0x02000000, 3, 5, &b, 1, nullptr, nullptr, nullptr), NO_NODE);
     EXPECT_EQ(vlan_mgr_host_mts_subscribe(c, 0x02000000, 3, 5), NO_NODE);
     EXPECT_EQ(vlan_mgr_host_mts_close(c), 0);
 }
@@ -159,9 +159,9 @@ TEST_F(MtsNodeTable, ASapWhosePortWouldPassTheLastPortIsNoNode)
     write_table("0x02000000 127.0.0.1 65000\n");
     uint32_t c = 0;
     ASSERT_EQ(vlan_mgr_host_mts_open(0, &c), 0);
-    const uint8_t b = 1;
+    uint8_t b = 1; // stays the caller's: no address record
     // 65000 + 2 * 300 = 65600.
-    EXPECT_EQ(mts_send(c, 0x02000000, 300, 5, handed(&b, 1), 1, nullptr, nullptr, nullptr), NO_NODE);
+    EXPECT_EQ(mts_send(c, 0x02000000, 300, 5, &b, 1, nullptr, nullptr, nullptr), NO_NODE);
     EXPECT_EQ(vlan_mgr_host_mts_close(c), 0);
 }
 
@@ -181,8 +181,8 @@ TEST_F(MtsErrors, AnOwnNodeIdThatIsNotANumberMeansTheLocalNode)
     ASSERT_EQ(vlan_mgr_host_mts_open(0, &c), 0);
     for (const char *id : {"0x1zz", "-1", "99999999999", "abc"}) {
         host_test::ScopedEnv node(vlan_mgr_host::ENV_NODE, id);
-        const uint8_t b = 1;
-        ASSERT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 225, 5, handed(&b, 1), 1, nullptr, nullptr, nullptr), 0)
+        uint8_t b = 1; // stays the caller's: no address record
+        ASSERT_EQ(mts_send(c, VLAN_MGR_HOST_MTS_LOCAL_NODE, 225, 5, &b, 1, nullptr, nullptr, nullptr), 0)
             << id;
         mts_msg_hdl_t m{};
         ASSERT_EQ(vlan_mgr_host_mts_recv_timed(h, &m, nullptr, 1000), 0) << id;
