@@ -108,7 +108,7 @@ TEST_F(BdDbHost, ReaderProcessesSeeWhatThePublisherCommitted)
         r = fork();
         ASSERT_GE(r, 0);
         if (r == 0)
-            _exit(read_everything());
+            host_test::child_exit(read_everything());
     }
     for (pid_t r : readers) {
         int status = 0;

@@ -136,3 +136,13 @@ TEST(Buginf, LongTextIsCutAndStillEndsWithANewline)
     EXPECT_EQ(err.substr(10, 1012), std::string(1012, 'a'));
     EXPECT_EQ(err.back(), '\n');
 }
+
+// A wide character beyond Unicode cannot be converted in any locale.
+TEST(Buginf, ATextThatCannotBeFormattedIsRefusedAndNothingIsPrinted)
+{
+    const wchar_t bad[] = {static_cast<wchar_t>(0x110000), 0};
+    testing::internal::CaptureStderr();
+    const int32_t n = buginf(1, &sdwrap_dbg_modname, 0, "bad %ls\n", bad);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(n, -1);
+}

@@ -338,3 +338,9 @@ TEST(HistRingPrune, MissingDirectoryRemovesNothing)
     host_test::ScopedEnv env("VLAN_MGR_HIST_DIR", (dir.path() + "/none").c_str());
     EXPECT_EQ(hist_ring_prune(nullptr, nullptr), 0u);
 }
+
+TEST(HistRingPrune, ADirectoryNameTooLongForItsBufferRemovesNothing)
+{
+    host_test::ScopedEnv env("VLAN_MGR_HIST_DIR", ("/tmp/" + std::string(300, 'd')).c_str());
+    EXPECT_EQ(hist_ring_prune(nullptr, nullptr), 0u);
+}

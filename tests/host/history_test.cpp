@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <dirent.h>
 #include <cstdio>
 #include <cstring>
+#include <csignal>
 #include <ctime>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -402,7 +405,7 @@ TEST_F(HostHistory, ForkedChildRecordsIntoARingOfItsOwn)
     ASSERT_GE(child, 0);
     if (child == 0) {
         int rc = sdwrap_hist_event(0x730001, 6, "child");
-        _exit(rc == 0 ? 0 : 1);
+        host_test::child_exit(rc == 0 ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -546,4 +549,71 @@ TEST(SdwrapHistPrintEventHeader, NullOutputIsStdout)
     sdwrap_hist_print_event_header(nullptr, "VLAN_MGR_EVENT_BD", 4, 60, 5);
     std::fflush(stdout);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "[1970-01-01 00:01:00.000005] VLAN_MGR_EVENT_BD, length 4\n");
+}
+
+TEST_F(HostHistory, ADirectoryInTheWayOfTheRingFileKeepsTheRingInMemoryAndLeavesNoTemporaryFile)
+{
+    const std::string in_the_way = own_path();
+    ASSERT_EQ(mkdir(in_the_way.c_str(), 0755), 0);
+    const std::string inside = in_the_way + "/keep";
+    std::ofstream(inside) << "x";
+    const int32_t rc = sdwrap_hist_event(0x730000, 2, "d");
+    const char *file = hist_ring_file();
+    std::vector<Got> got;
+    const RingRead read = hist_ring_read_self(collect, &got, nullptr);
+    const int entries = [&] {
+        int n = 0;
+        if (DIR *d = opendir(dir_.path().c_str())) {
+            while (dirent *e = readdir(d))
+                n += e->d_name[0] != '.';
+            closedir(d);
+        }
+        return n;
+    }();
+    unlink(inside.c_str());
+    rmdir(in_the_way.c_str());
+    EXPECT_EQ(rc, 0);
+    EXPECT_EQ(file, nullptr);
+    EXPECT_EQ(read, RingRead::ok);
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].data, (std::vector<uint8_t>{'d', 0}));
+    EXPECT_EQ(entries, 1); // the directory alone
+}
+
+// A file size limit below the ring's size: its pages cannot be reserved, so
+// the ring lives in memory and no file is left behind (a later event must not
+// meet a SIGBUS on a file that could not grow).
+TEST_F(HostHistory, ARingWhosePagesCannotBeReservedLivesInMemory)
+{
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit small{4096, before.rlim_max};
+        int rc = setrlimit(RLIMIT_FSIZE, &small) == 0 ? 0 : 10;
+        if (rc == 0 && sdwrap_hist_event(0x730001, 2, "f") != 0)
+            rc = 11;
+        if (rc == 0 && hist_ring_file() != nullptr)
+            rc = 12;
+        std::vector<Got> got;
+        if (rc == 0 && (hist_ring_read_self(collect, &got, nullptr) != RingRead::ok || got.size() != 1 ||
+                        got[0].event_id != 0x730001u))
+            rc = 13;
+        setrlimit(RLIMIT_FSIZE, &before); // a coverage build writes its counts on the way out
+        host_test::child_exit(rc);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    int child_files = 0;
+    const std::string prefix = "vlan_mgr_hist." + std::to_string(child);
+    if (DIR *d = opendir(dir_.path().c_str())) {
+        while (dirent *e = readdir(d))
+            child_files += std::strncmp(e->d_name, prefix.c_str(), prefix.size()) == 0;
+        closedir(d);
+    }
+    EXPECT_EQ(child_files, 0);
 }

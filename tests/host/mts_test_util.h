@@ -71,7 +71,7 @@ pid_t spawn(Fn body)
     if (pid == 0) {
         int rc = body();
         vlan_mgr_host_mts_shutdown();
-        _exit(rc);
+        host_test::child_exit(rc);
     }
     return pid;
 }

@@ -70,7 +70,7 @@ template <class Fn> std::string child_text(Fn fn)
         close(p[0]);
         const std::string text = fn();
         (void)!write(p[1], text.data(), text.size());
-        _exit(0);
+        host_test::child_exit(0);
     }
     close(p[1]);
     std::string text;
@@ -301,14 +301,14 @@ std::string publisher_survives(const std::string &uri, const std::string &lock, 
         sdb_pub_t *p = nullptr;
         const sdb_key_t k1 = key4(K1), k2 = key4(K2);
         if (sdb_pub_open(uri.c_str(), &p) != 0 || sdb_pub_put(p, &k1, V1, 3) != 0 || sdb_pub_commit(p) != 0)
-            _exit(1);
+            host_test::child_exit(1);
         char c = 1;
         (void)!write(ready[1], &c, 1);
         if (read(go[0], &c, 1) != 1)
-            _exit(2);
+            host_test::child_exit(2);
         if (sdb_pub_put(p, &k2, V1, 3) != 0 || sdb_pub_commit(p) != 0)
-            _exit(3);
-        _exit(sdb_pub_close(p) == 0 ? 0 : 4);
+            host_test::child_exit(3);
+        host_test::child_exit(sdb_pub_close(p) == 0 ? 0 : 4);
     }
     close(ready[1]);
     close(go[0]);

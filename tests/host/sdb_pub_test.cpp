@@ -474,7 +474,7 @@ TEST_F(SdbPub, EightReaderProcessesNeverSeeATornRecordOrAHalfBatch)
                     break;
         }
         write_all(ready[1], &batch, sizeof batch);
-        _exit(0);
+        host_test::child_exit(0);
     }
     close(stop[0]);
     char r = 0;
@@ -488,7 +488,7 @@ TEST_F(SdbPub, EightReaderProcessesNeverSeeATornRecordOrAHalfBatch)
         if (pid == 0) {
             close(go[1]);
             reader_process(uri, go[0], results[1], seconds);
-            _exit(0);
+            host_test::child_exit(0);
         }
         readers.push_back(pid);
     }
@@ -535,7 +535,7 @@ void stop_half_way(uint32_t applied, uint32_t total)
     write_all(hook_report_fd, "H", 1);
     char c;
     (void)!read(hook_wait_fd, &c, 1); // never answered
-    _exit(9);
+    host_test::child_exit(9);
 }
 
 TEST_F(SdbPub, APublisherKilledInTheMiddleOfABatchLeavesTheLastCommittedState)
@@ -552,13 +552,13 @@ TEST_F(SdbPub, APublisherKilledInTheMiddleOfABatchLeavesTheLastCommittedState)
     if (publisher == 0) {
         sdb_pub_t *p = nullptr;
         if (sdb_pub_open(uri.c_str(), &p) != 0 || publish_batch(p, 1) != 0)
-            _exit(1);
+            host_test::child_exit(1);
         write_all(report[1], "C", 1);
         hook_report_fd = report[1];
         hook_wait_fd = hold[0];
         vlan_mgr_host::sdb_apply_hook = stop_half_way;
         publish_batch(p, 2);
-        _exit(2);
+        host_test::child_exit(2);
     }
     char c = 0;
     ASSERT_TRUE(read_all(report[0], &c, 1));
@@ -573,7 +573,7 @@ TEST_F(SdbPub, APublisherKilledInTheMiddleOfABatchLeavesTheLastCommittedState)
         close(stop[1]);
         ReaderResult res{};
         if (sdb_open(uri.c_str(), 1, 0, 0, 0) != 0)
-            _exit(1);
+            host_test::child_exit(1);
         write_all(seen[1], "1", 1);
         bool told = false;
         pollfd pfd{stop[0], POLLIN, 0};
@@ -586,7 +586,7 @@ TEST_F(SdbPub, APublisherKilledInTheMiddleOfABatchLeavesTheLastCommittedState)
                 told = true;
             }
         }
-        _exit(res.torn == 0 && res.failed == 0 && res.mixed == 0 && wrong == 0 && res.reads > 0 ? 0 : 3);
+        host_test::child_exit(res.torn == 0 && res.failed == 0 && res.mixed == 0 && wrong == 0 && res.reads > 0 ? 0 : 3);
     }
     ASSERT_TRUE(read_all(seen[0], &c, 1));
     ASSERT_EQ(c, '1');

@@ -75,7 +75,7 @@ struct HoldingReader {
             if (mdb_env_create(&env) != 0 || mdb_env_set_maxreaders(env, 1024) != 0 ||
                 mdb_env_open(env, path.c_str(), MDB_NOSUBDIR | MDB_RDONLY | MDB_NOTLS, 0) != 0 ||
                 mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn) != 0)
-                _exit(1);
+                host_test::child_exit(1);
             const unsigned long long id = mdb_txn_id(txn);
             (void)!write(p[1], &id, sizeof id);
             for (;;)

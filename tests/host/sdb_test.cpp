@@ -188,16 +188,16 @@ TEST_F(Sdb, AReaderOpenedOnASmallFileReadsWhatThePublisherWritesLater)
         sdb_key_t k = key4(K100);
         int32_t e = -1;
         if (sdb_open(uri.c_str(), 1, 0, 0, 0) != 0 || sdb_read(uri.c_str(), &k, &e) == nullptr)
-            _exit(1);
+            host_test::child_exit(1);
         char c = 'O';
         if (write(opened[1], &c, 1) != 1 || read(written[0], &c, 1) != 1)
-            _exit(2);
+            host_test::child_exit(2);
         const uint8_t last[4] = {0x03, 0x00, 0x00, 7};
         sdb_key_t kl = key4(last);
         const sdb_rec_t *rec = sdb_read(uri.c_str(), &kl, &e);
         if (rec == nullptr || e != 0 || rec->len != (1u << 20))
-            _exit(3);
-        _exit(static_cast<const uint8_t *>(rec->data)[rec->len - 1] == 0x77 ? 0 : 4);
+            host_test::child_exit(3);
+        host_test::child_exit(static_cast<const uint8_t *>(rec->data)[rec->len - 1] == 0x77 ? 0 : 4);
     }
     char c = 0;
     ASSERT_EQ(read(opened[0], &c, 1), 1);

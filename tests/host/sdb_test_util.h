@@ -17,6 +17,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "host_test_util.h"
 #include "vlan_mgr_platform.h"
 
 namespace sdb_test {
@@ -99,7 +100,7 @@ template <class Fn> int in_child(Fn fn)
 {
     const pid_t pid = fork();
     if (pid == 0)
-        _exit(fn());
+        host_test::child_exit(fn());
     int status = 0;
     if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status))
         return -1;

@@ -2,7 +2,10 @@
 // to stderr as well when VLAN_MGR_SYSLOG_STDERR=1.
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <fcntl.h>
 #include <string>
+#include <unistd.h>
 #include <syslog.h>
 #include <vector>
 
@@ -118,4 +121,42 @@ TEST(KivoSyslogDefault, SendsThroughSyslog)
     std::string err = testing::internal::GetCapturedStderr();
     closelog();
     EXPECT_NE(err.find("host platform test message 1"), std::string::npos) << err;
+}
+
+// A wide character beyond Unicode cannot be converted in any locale.
+TEST_F(KivoSyslog, ATextThatCannotBeFormattedIsRefusedAndNotSent)
+{
+    const wchar_t bad[] = {static_cast<wchar_t>(0x110000), 0};
+    EXPECT_EQ(kivo_syslog(3, "bad %ls", bad), -1);
+    EXPECT_TRUE(sent.empty());
+}
+
+TEST_F(KivoSyslog, ACutMessageCopiedToStderrKeepsRoomForItsNewline)
+{
+    ScopedEnv copy("VLAN_MGR_SYSLOG_STDERR", "1");
+    const std::string text(5000, 'z');
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(kivo_syslog(3, "%s", text.c_str()), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string(1022, 'z') + "\n");
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].text, std::string(1023, 'z'));
+}
+
+TEST_F(KivoSyslog, AStderrThatCannotBeWrittenFailsTheCallAfterTheMessageWasSent)
+{
+    ScopedEnv copy("VLAN_MGR_SYSLOG_STDERR", "1");
+    std::fflush(stderr);
+    const int saved = dup(STDERR_FILENO);
+    ASSERT_GE(saved, 0);
+    const int read_only = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(read_only, 0);
+    ASSERT_EQ(dup2(read_only, STDERR_FILENO), STDERR_FILENO);
+    const int32_t rc = kivo_syslog(4, "to nowhere");
+    dup2(saved, STDERR_FILENO);
+    close(saved);
+    close(read_only);
+    EXPECT_EQ(rc, -1);
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].priority, 4);
+    EXPECT_EQ(sent[0].text, "to nowhere");
 }

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "host_test_util.h"
+#include "sdb_test_util.h"
 #include "vlan_mgr_host_trust.h"
 
 namespace {
@@ -150,6 +151,88 @@ TEST(TrustGroup, TheNamedGroupWhenItExistsElseTheEffectiveGroup)
     ASSERT_NE(g, nullptr);
     host_test::ScopedEnv group(VLAN_MGR_HOST_ENV_GROUP, g->gr_name);
     EXPECT_EQ(vlan_mgr_host_trust_gid(), 0u);
+}
+
+TEST_F(TrustDir, ADescriptorWhoseGroupOrModeCannotBeChangedReportsTheErrno)
+{
+    const std::string file = root_ + "/lock";
+    const int fd = open(file.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    struct stat st {};
+    ASSERT_EQ(stat(file.c_str(), &st), 0);
+    // A path descriptor can be looked at but its group and mode not changed.
+    const int path_fd = open(file.c_str(), O_PATH | O_CLOEXEC);
+    ASSERT_GE(path_fd, 0);
+    const group *own = getgrgid(st.st_gid);
+    ASSERT_NE(own, nullptr);
+    const std::string own_name = own->gr_name;
+    {
+        host_test::ScopedEnv group(VLAN_MGR_HOST_ENV_GROUP, own_name.c_str());
+        EXPECT_EQ(vlan_mgr_host_trust_fd(path_fd, 0660), EBADF); // its mode
+    }
+    const group *other = getgrgid(st.st_gid != 65534 ? 65534 : 0);
+    ASSERT_NE(other, nullptr);
+    const std::string other_name = other->gr_name;
+    {
+        host_test::ScopedEnv group(VLAN_MGR_HOST_ENV_GROUP, other_name.c_str());
+        EXPECT_EQ(vlan_mgr_host_trust_fd(path_fd, 0660), EBADF); // its group
+    }
+    close(path_fd);
+    EXPECT_EQ(mode_of(file), 0600u);
+}
+
+// Directories as uid 65534 sees them, outside the trust group (root's group).
+class TrustDirOtherUser : public TrustDir {
+protected:
+    void SetUp() override
+    {
+        if (geteuid() != 0)
+            GTEST_SKIP() << "needs root to switch to another user";
+        TrustDir::SetUp();
+        ASSERT_EQ(chmod(root_.c_str(), 0755), 0);
+    }
+    // vlan_mgr_host_trust_dir(path, 02750) as uid 65534: its errno.
+    int trust_dir_as_nobody(const std::string &path)
+    {
+        return sdb_test::in_child([&] {
+            if (!sdb_test::become_nobody(false, 0))
+                return 100;
+            return vlan_mgr_host_trust_dir(path.c_str(), 02750);
+        });
+    }
+    host_test::ScopedEnv group_{VLAN_MGR_HOST_ENV_GROUP, "root"};
+};
+
+TEST_F(TrustDirOtherUser, AMissingParentInADirectoryOfAnotherUserIsReportedAsEacces)
+{
+    EXPECT_EQ(trust_dir_as_nobody(root_ + "/parent/dir"), EACCES);
+    EXPECT_EQ(mode_of(root_ + "/parent"), 0u);
+}
+
+TEST_F(TrustDirOtherUser, AMissingDirectoryInADirectoryOfAnotherUserIsReportedAsEacces)
+{
+    EXPECT_EQ(trust_dir_as_nobody(root_ + "/dir"), EACCES);
+    EXPECT_EQ(mode_of(root_ + "/dir"), 0u);
+}
+
+TEST_F(TrustDirOtherUser, ADirectoryOthersMayEnterButItsOwnerCannotListIsTreatedAsShared)
+{
+    const std::string dir = root_ + "/unlisted";
+    ASSERT_EQ(mkdir(dir.c_str(), 0700), 0);
+    ASSERT_EQ(chown(dir.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(chmod(dir.c_str(), 0311), 0);
+    EXPECT_EQ(trust_dir_as_nobody(dir), EEXIST);
+    EXPECT_EQ(mode_of(dir), 0311u);
+}
+
+TEST_F(TrustDirOtherUser, ADirectoryWhoseOwnerIsNotInTheTrustGroupIsReportedAsEperm)
+{
+    const std::string dir = root_ + "/own";
+    ASSERT_EQ(mkdir(dir.c_str(), 0700), 0);
+    ASSERT_EQ(chown(dir.c_str(), 65534, 65534), 0);
+    EXPECT_EQ(trust_dir_as_nobody(dir), EPERM);
+    EXPECT_EQ(mode_of(dir), 0700u);
 }
 
 } // namespace
