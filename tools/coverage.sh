@@ -13,9 +13,10 @@ cmake -S "$src" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_FLAGS="$fl
   { cat "$dir.configure.log"; exit 1; }
 cmake --build "$dir"
 find "$dir" -name '*.gcda' -delete
-# Tests run programs as another user too: they must be able to write their counts.
+# Tests run programs as another user too: they must be able to write their
+# counts, into the build directory and into count files made by root.
 chmod -R o+rwX "$dir"
-ctest --test-dir "$dir" -j2 > "$dir.ctest.log" 2>&1 || { echo "some tests failed in the coverage build:"; grep -E '^\s+[0-9]+ - ' "$dir.ctest.log" || true; }
+(umask 0; ctest --test-dir "$dir" -j2) > "$dir.ctest.log" 2>&1 || { echo "some tests failed in the coverage build:"; grep -E '^\s+[0-9]+ - ' "$dir.ctest.log" || true; }
 for tree in src platform/host platform/tlvu apps/vlan_mgrd apps/vlanctl apps/common; do
   echo "== $tree"
   gcovr -r "$src" --object-directory "$dir" --filter "$src/$tree/" --gcov-ignore-parse-errors \
