@@ -234,6 +234,23 @@ TEST(PersistDecode, VlanRecordFaultsAreNamed)
               "VDC 1: VLAN 10: secondary count exceeds the file");
 }
 
+TEST(PersistDecode, AFileCutInsideAVlanOrPortRecordIsTruncated)
+{
+    // The last VDC's records, cut at the end of the body.
+    auto last_vdc = [](auto add) {
+        Body body;
+        body.u32(0).u8(5);
+        for (uint16_t id = 1; id <= 4; ++id)
+            body.raw(plain_vdc(id));
+        body.u16(5).u32(0).u32(0).u16(0).u32(0).u32(0).raw(bitmap({1}));
+        add(body);
+        return decode_error(seal(body.b));
+    };
+    EXPECT_EQ(last_vdc([](Body &v) { v.u16(1).u16(10); }), "file truncated");          // before the name length
+    EXPECT_EQ(last_vdc([](Body &v) { v.u16(1).u16(10).u8(1).text("x").u32(0); }), "file truncated"); // in the words
+    EXPECT_EQ(last_vdc([](Body &v) { v.u16(0).u16(1).u32(0x1a000000).u32(1); }), "file truncated"); // in a port
+}
+
 TEST(PersistDecode, PortRecordFaultsAreNamed)
 {
     auto with = [](uint32_t mode, uint32_t access, uint8_t all, const Bytes &allowed) {
@@ -382,6 +399,21 @@ TEST_F(PersistFiles, TheStoreRefusesALogDamagedBeforeItsLastRecord)
     EXPECT_FALSE(restored);
 }
 
+TEST_F(PersistFiles, ALogWhoseOnlyRecordWasNotFinishedRestoresNothing)
+{
+    Bytes rec = file_with(plain_vdc(1));
+    rec[40] ^= 1; // its checksum no longer matches: the write did not finish
+    write(path_ + ".log", rec);
+    auto m = std::make_unique<Manager>();
+    m->vdc(1).vlans[10].created = true;
+    bool restored = true;
+    std::string error;
+    StateStore store(path_, false);
+    EXPECT_TRUE(store.load(*m, restored, error)) << error;
+    EXPECT_FALSE(restored);
+    EXPECT_TRUE(m->vdc(1).vlans[10].created); // left as it was
+}
+
 TEST_F(PersistFiles, ARestoredStateThatCannotBeCompactedStopsTheLoad)
 {
     auto m = std::make_unique<Manager>();
@@ -425,7 +457,7 @@ TEST_F(PersistFiles, AFileSizeLimitFailsTheSaveTheLogAndTheLockCleanly)
     const std::string out = in_child(
         [&] {
             signal(SIGXFSZ, SIG_IGN);
-            const rlimit lim{0, 0}; // not one byte may be written
+            const rlimit lim{0, RLIM_INFINITY}; // not one byte may be written
             setrlimit(RLIMIT_FSIZE, &lim);
             std::string e1, e2, e3;
             const bool saved = save_state(*m, path_, false, e1);
@@ -437,6 +469,8 @@ TEST_F(PersistFiles, AFileSizeLimitFailsTheSaveTheLogAndTheLockCleanly)
             const bool logged = store.load(*m, restored, e2) && store.save(*m, parts, e2);
             pid_t holder = 0;
             const int fd = lock_state(path_ + "3", holder, e3);
+            const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
+            setrlimit(RLIMIT_FSIZE, &none); // the child's own files may be written again
             return std::to_string(saved) + "|" + e1 + "|" + std::to_string(logged) + "|" + e2 + "|" +
                    std::to_string(fd) + "|" + e3;
         },

@@ -11,10 +11,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <time.h>
 #include <vector>
 
 #include <grp.h>
+#include <pthread.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -240,6 +242,60 @@ TEST_F(ServerTest, TheLoopEndsWithTheReceiveErrorWhenItsHandleIsGone)
     const int32_t rc = s.run(stop, error);
     EXPECT_EQ(rc, static_cast<int32_t>(VLAN_MGR_HOST_ERR_MTS_BAD_HANDLE));
     EXPECT_EQ(error, "receive failed: " + std::string(syserr2str(rc)) + " (0x40480101)");
+}
+
+TEST_F(ServerTest, TheLoopGoesOnAfterALossOfNotificationsUntilTheStopSignal)
+{
+    // The manager's handle subscribes to another publisher and reads
+    // nothing while that one sends more than its queue holds: its loop's
+    // receive is told of the loss, and the loop serves on until it is
+    // stopped.
+    setenv("VLAN_MGR_MTS_NOTIF_QUEUE", "20", 1);
+    Server &s = open_server();
+    uint32_t publisher = 0;
+    ASSERT_EQ(vlan_mgr_host_mts_open(300, &publisher), 0);
+    ASSERT_EQ(vlan_mgr_host_mts_subscribe(s.handle(), VLAN_MGR_HOST_MTS_LOCAL_NODE, 300, 0x7777), 0);
+    unsetenv("VLAN_MGR_MTS_NOTIF_QUEUE");
+    ASSERT_EQ(vlan_mgr_host_mts_wait_subscribers(publisher, 0x7777, 1, 2000), 0);
+    // More than the queues and the socket buffers between them hold.
+    const std::vector<uint8_t> big(4096, 0x5A);
+    for (uint32_t i = 0; i < 2000; ++i)
+        ASSERT_EQ(vlan_mgr_host_mts_notify(publisher, 0x7777, big.data(), static_cast<uint32_t>(big.size())), 0);
+    ASSERT_EQ(vlan_mgr_host_mts_heartbeat(publisher), 0);
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGUSR2);
+    sigset_t old;
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &stop, &old), 0);
+    const pthread_t loop = pthread_self();
+    // The publisher's heartbeats tell the loop of the gap once it has read
+    // what was queued; the stop comes once the loss is counted (or after
+    // 5 s at most).
+    const uint32_t handle = s.handle();
+    std::thread stopper([loop, publisher, handle] {
+        for (int i = 0; i < 250; ++i) {
+            vlan_mgr_host_mts_stats_t st{};
+            if (vlan_mgr_host_mts_stats(handle, &st) == 0 && st.notifications_lost > 0)
+                break;
+            vlan_mgr_host_mts_heartbeat(publisher);
+            usleep(20 * 1000);
+        }
+        pthread_kill(loop, SIGUSR2);
+    });
+    std::string error;
+    const int32_t rc = s.run(stop, error);
+    stopper.join();
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    EXPECT_EQ(rc, 0) << error;
+    EXPECT_EQ(error, "");
+    vlan_mgr_host_mts_stats_t st{};
+    ASSERT_EQ(vlan_mgr_host_mts_stats(handle, &st), 0);
+    EXPECT_GT(st.notifications_lost, 0u);
+    EXPECT_LT(st.notifications_lost, 2000u);
+    // Notifications are not the manager's to answer.
+    EXPECT_EQ(s.stats().requests, 0u);
+    EXPECT_EQ(s.stats().datagrams, 0u);
+    vlan_mgr_host_mts_close(publisher);
 }
 
 TEST_F(ServerTest, RefusalsAreLoggedAtMostTenASecondAndTheNextLineCountsTheRest)
