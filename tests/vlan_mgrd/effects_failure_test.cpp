@@ -121,6 +121,59 @@ TEST_F(EffectsFailure, ADatabaseRootThatIsAFileStopsTheStart)
                      "create or map the database file)");
 }
 
+TEST_F(EffectsFailure, ADatabaseTooSmallForTheInterfaceTableStopsTheStart)
+{
+    // 1200 ports' trunk records (over a kilobyte each) do not fit in a
+    // database file of one megabyte.
+    const std::string iftable = dir_ + "/iftable";
+    {
+        std::ofstream out(iftable);
+        for (uint32_t i = 0; i < 1200; ++i)
+            out << "Ethernet" << (i / 48 + 1) << "/" << (i % 48 + 1) << " " << (0x1a000000u + (i << 12)) << " 1\n";
+    }
+    setenv("VLAN_MGR_SDB_MAP_MB", "1", 1);
+    EngineOptions o = options_;
+    o.iftable_path = iftable;
+    std::string error;
+    const uint32_t rc = start(o, error);
+    unsetenv("VLAN_MGR_SDB_MAP_MB");
+    EXPECT_EQ(rc, VLAN_MGR_ERR_STORE);
+    EXPECT_EQ(error, "cannot commit volatile:/dev/shm/vlan_mgr_bd_sdb: error 0x411a000b (shared database: database "
+                     "file full: the batch does not fit the map of 1 MiB)");
+}
+
+constexpr uint32_t kPorts = 125;
+
+TEST_F(EffectsFailure, AChangeThatDoesNotFitTheDatabaseIsAnsweredWithTheStoreStatus)
+{
+    // 125 ports fit a database file of one megabyte (about 200 do not);
+    // rewriting the records of all of them in one batch (the old pages stay
+    // until it commits) does not.
+    const std::string iftable = dir_ + "/iftable";
+    {
+        std::ofstream out(iftable);
+        for (uint32_t i = 0; i < kPorts; ++i)
+            out << "Ethernet" << (i / 48 + 1) << "/" << (i % 48 + 1) << " " << (0x1a000000u + (i << 12)) << " 1\n";
+    }
+    setenv("VLAN_MGR_SDB_MAP_MB", "1", 1);
+    EngineOptions o = options_;
+    o.iftable_path = iftable;
+    std::string error;
+    const uint32_t rc = start(o, error);
+    unsetenv("VLAN_MGR_SDB_MAP_MB");
+    ASSERT_EQ(rc, 0u) << error;
+    ChangeSet c;
+    for (Port &p : engine_->manager().vdc(1).ports) {
+        p.mode = VLAN_MGR_PORT_MODE_TRUNK;
+        c.mark_port(1, p.if_index);
+    }
+    std::vector<Notification> notes;
+    EXPECT_EQ(engine_->apply(c, notes), VLAN_MGR_ERR_STORE);
+    // Announced all the same: the state in memory is the truth.
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_EQ(notes[0].opcode, VLAN_MGR_NOTIF_PORT_MEMB_CHANGE);
+}
+
 TEST_F(EffectsFailure, WithoutPublishingTheReservedVlansAreTheConfiguredRange)
 {
     EngineOptions o = options_;
