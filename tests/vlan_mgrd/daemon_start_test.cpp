@@ -4,6 +4,8 @@
 // each refusal.
 #include "daemon_fixture.h"
 
+#include <grp.h>
+
 namespace vlan_mgrd::daemon_test {
 namespace {
 
@@ -104,6 +106,43 @@ TEST_F(VlanMgrdStartTest, VlanMgrdKeepsItsStateInTheRunDirectoryWhenToldTo)
     ASSERT_GT(start_daemon({"--state", state}), 0);
     EXPECT_TRUE(exists(state + ".lock"));
     EXPECT_EQ(stop_daemon(), 0);
+}
+
+TEST_F(VlanMgrdStartTest, VlanMgrdWithoutAStateOptionKeepsItInTheRunDirectoryWhenItCannotHaveItsOwn)
+{
+    // A user other than root cannot make /var/lib/vlan_mgr its own: the
+    // state goes into its run directory.
+    const std::string home = dir_ + "/u";
+    ASSERT_EQ(chmod(dir_.c_str(), 0755), 0);
+    ASSERT_EQ(mkdir(home.c_str(), 0700), 0);
+    ASSERT_EQ(chown(home.c_str(), 65534, 65534), 0);
+    const std::string run = home + "/run";
+    const std::string policy = home + "/vdc_access";
+    std::ofstream(policy) << "# no one else\n";
+    ASSERT_EQ(chown(policy.c_str(), 65534, 65534), 0);
+    const std::string out_path = dir_ + "/nobody.out";
+    const pid_t pid = fork();
+    if (pid == 0) {
+        const int out = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (out >= 0) {
+            dup2(out, STDOUT_FILENO);
+            dup2(out, STDERR_FILENO);
+        }
+        if (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0)
+            _exit(126);
+        setenv("VLAN_MGR_GROUP", "no_such_group_here", 1); // the trust group: its own
+        setenv("VLAN_MGR_HIST_DIR", home.c_str(), 1);
+        execl(VLAN_MGRD_BIN, VLAN_MGRD_BIN, "-f", "-r", run.c_str(), "-d", (home + "/sdb").c_str(), "-a",
+              policy.c_str(), static_cast<char *>(nullptr));
+        _exit(127);
+    }
+    ASSERT_TRUE(serving(pid, run + "/vlan_mgrd.pid")) << read_file(out_path);
+    daemon_ = pid;
+    EXPECT_EQ(stop_daemon(), 0);
+    struct stat st {};
+    ASSERT_EQ(stat((run + "/vlan_mgrd.state.lock").c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, 65534u);
+    EXPECT_EQ(st.st_mode & 07777, 0600u);
 }
 
 TEST_F(VlanMgrdStartTest, VlanMgrdRefusesAStateDirectoryThatIsASymbolicLink)
