@@ -126,6 +126,70 @@ TEST(VdcAccessPolicy, VdcAccessLoadMissingFileIsEmptyOnlyWhenAllowed)
     EXPECT_EQ(error, "/nonexistent/vdc_access: No such file or directory");
 }
 
+TEST(VdcAccessPolicy, VdcAccessAllGrantsEveryVdcAndOverlongNumbersAreRefused)
+{
+    VdcAccess a(1000);
+    std::string error;
+    ASSERT_TRUE(a.parse("uid 2001 all\nremote all\n", error)) << error;
+    for (uint16_t vdc : {1, 5, 4096, 65535})
+        EXPECT_TRUE(a.allows(local_peer(2001, 1), vdc)) << vdc;
+    EXPECT_FALSE(a.allows(local_peer(2002, 1), 1));
+    vlan_mgr_host_mts_info_t remote{};
+    remote.peer = VLAN_MGR_HOST_MTS_PEER_REMOTE;
+    EXPECT_TRUE(a.allows(remote, 65535));
+    EXPECT_FALSE(a.parse("uid 12345678901 1\n", error));
+    EXPECT_EQ(error, "line 1: not a uid: '12345678901'");
+    EXPECT_FALSE(a.parse("uid 5 00000000001\n", error));
+    EXPECT_EQ(error, "line 1: not a VDC list: '00000000001' (numbers and ranges such as 1,3-5, or all, or none)");
+    EXPECT_TRUE(a.allows(local_peer(2001, 1), 3)) << "unchanged after a refused text";
+}
+
+TEST(VdcAccessPolicy, VdcAccessSupplementaryGroupsOfTheSenderCount)
+{
+    // A user that the group database lists as a member of a group that is
+    // not its own primary group.
+    std::string member;
+    gid_t group_id = 0;
+    uid_t uid = 0;
+    gid_t primary = 0;
+    setgrent();
+    for (group *g = getgrent(); g != nullptr && member.empty(); g = getgrent()) {
+        for (char **m = g->gr_mem; m != nullptr && *m != nullptr; ++m) {
+            const passwd *pw = getpwnam(*m);
+            if (pw != nullptr && pw->pw_uid != 0 && pw->pw_gid != g->gr_gid) {
+                member = *m;
+                group_id = g->gr_gid;
+                uid = pw->pw_uid;
+                primary = pw->pw_gid;
+                break;
+            }
+        }
+    }
+    endgrent();
+    if (member.empty())
+        GTEST_SKIP() << "no user with a supplementary group on this machine";
+    VdcAccess a(1000);
+    std::string error;
+    ASSERT_TRUE(a.parse("gid " + std::to_string(group_id) + " 3\n", error)) << error;
+    EXPECT_TRUE(a.allows(local_peer(uid, primary), 3)) << member;
+    EXPECT_FALSE(a.allows(local_peer(uid, primary), 2)) << member;
+}
+
+TEST(VdcAccessPolicy, VdcAccessGroupLookupsOfManySendersStayCorrect)
+{
+    // More senders than the group cache keeps: it is emptied and filled
+    // again, and every answer stays the same.
+    VdcAccess a(1000);
+    std::string error;
+    ASSERT_TRUE(a.parse("gid 3000 1\n", error)) << error;
+    for (int round = 0; round < 2; ++round) {
+        for (uint32_t uid = 50000; uid < 50300; ++uid) {
+            ASSERT_FALSE(a.allows(local_peer(uid, 4000), 1)) << uid;
+            ASSERT_TRUE(a.allows(local_peer(uid, 3000), 1)) << uid;
+        }
+    }
+}
+
 // ---- The manager as a process --------------------------------------------------
 
 // Drops this (child) process to uid and gid 65534 with `groups`.
