@@ -516,9 +516,9 @@ int main(int argc, char **argv)
 
     // After a restored start the subscribers of the previous run are told
     // every VLAN's BD (0x5C2B per VDC) before any request is served and
-    // before the start is reported ready: once READY=1 (or the pid file's
-    // starter hears of the start) their BD caches have been sent the
-    // restored state, and no change notification precedes it.
+    // before the start is reported ready: by READY=1 (or the exit of the
+    // daemonizing parent) the restored state has been sent to their BD
+    // caches, and no change notification precedes it.
     server.publish_restart();
 
     const std::string started = "started, pid " + std::to_string(getpid()) + ", run directory " + o.run_dir +
