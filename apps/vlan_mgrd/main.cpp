@@ -13,7 +13,9 @@
 // directory 02770 (members of the group may use its sockets), the pid file
 // 0640, the state directory 0700 (when it makes it), the state file, its log and both lock
 // files 0600. Under systemd (Type=notify) it reports READY=1 once the SAP
-// answers and STOPPING=1 when a stop begins.
+// answers (and, after a start that restored a saved configuration, once the
+// BD-change notifications of the restart are out) and STOPPING=1 when a stop
+// begins.
 #include <cerrno>
 #include <csignal>
 #include <pthread.h>
@@ -511,6 +513,13 @@ int main(int argc, char **argv)
         vlan_mgr_host_mts_shutdown();
         return kExitRunDir;
     }
+
+    // After a restored start the subscribers of the previous run are told
+    // every VLAN's BD (0x5C2B per VDC) before any request is served and
+    // before the start is reported ready: by READY=1 (or the exit of the
+    // daemonizing parent) the restored state has been sent to their BD
+    // caches, and no change notification precedes it.
+    server.publish_restart();
 
     const std::string started = "started, pid " + std::to_string(getpid()) + ", run directory " + o.run_dir +
                                 ", state " + o.state;

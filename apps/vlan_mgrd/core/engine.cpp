@@ -143,6 +143,7 @@ uint32_t Engine::start(std::string &error)
             error = "saved configuration not usable: " + why;
             return VLAN_MGR_ERR_STORE;
         }
+        restored_ = restored;
     }
 
     // Databases, rebuilt from scratch.

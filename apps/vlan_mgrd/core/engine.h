@@ -57,9 +57,13 @@ public:
     uint32_t apply(const ChangeSet &changes, std::vector<Notification> &notifications);
 
     // One BD-change notification (0x5C2B) per VDC listing every created
-    // VLAN's BD: what the daemon sends once after start() so that
-    // subscribers rebuild their BD caches after a restart.
+    // VLAN's BD: what the daemon sends once after a start() that restored a
+    // saved configuration, so that subscribers rebuild their BD caches after
+    // a restart.
     void restart_notifications(std::vector<Notification> &notifications) const;
+
+    // True when start() restored a saved configuration.
+    bool restored() const { return restored_; }
 
     Manager &manager() { return manager_; }
     const EngineOptions &options() const { return options_; }
@@ -69,6 +73,7 @@ private:
     EngineOptions options_;
     Manager manager_;
     std::unique_ptr<Effects> effects_;
+    bool restored_ = false;
 };
 
 } // namespace vlan_mgrd

@@ -187,6 +187,38 @@ void Server::log_denied(const std::string &text)
     syslog_text(syslog_msg_WARN_MSG, line.c_str(), true);
 }
 
+void Server::publish_notifications()
+{
+    for (const Notification &n : notifications_) {
+        const int32_t rc = vlan_mgr_host_mts_notify(handle_, n.opcode, n.payload.data(),
+                                                     static_cast<uint32_t>(n.payload.size()));
+        if (rc != 0) {
+            ++stats_.failures;
+            log_event(LogKind::Warning, "notification " + hex_word(n.opcode) + " not published: " + syserr2str(rc));
+        } else {
+            ++stats_.notifications;
+        }
+    }
+}
+
+uint32_t Server::publish_restart()
+{
+    if (!open_ || !engine_.restored())
+        return 0;
+    // A subscriber's transport reconnects to the new endpoint by itself and
+    // subscribes again; no count of the previous run's subscribers survives
+    // a kill, so the whole window is waited (requests sent meanwhile stay
+    // queued and are answered after it).
+    if (options_.restart_settle_ms > 0)
+        (void)vlan_mgr_host_mts_wait_subscribers(handle_, VLAN_MGR_NOTIF_BD_CHANGE, INT32_MAX,
+                                                 options_.restart_settle_ms);
+    notifications_.clear();
+    engine_.restart_notifications(notifications_);
+    const uint64_t before = stats_.notifications;
+    publish_notifications();
+    return static_cast<uint32_t>(stats_.notifications - before);
+}
+
 void Server::serve_one(mts_msg_hdl_t &msg)
 {
     vlan_mgr_host_mts_info_t info{};
@@ -231,16 +263,7 @@ void Server::serve_one(mts_msg_hdl_t &msg)
 
     // Subscribers learn of a change before the requester hears that it is
     // done, so that a client that reacts to the reply finds them updated.
-    for (const Notification &n : notifications_) {
-        const int32_t rc = vlan_mgr_host_mts_notify(handle_, n.opcode, n.payload.data(),
-                                                     static_cast<uint32_t>(n.payload.size()));
-        if (rc != 0) {
-            ++stats_.failures;
-            log_event(LogKind::Warning, "notification " + hex_word(n.opcode) + " not published: " + syserr2str(rc));
-        } else {
-            ++stats_.notifications;
-        }
-    }
+    publish_notifications();
     if (info.kind == VLAN_MGR_HOST_MTS_REQUEST) {
         send_reply(msg, info.opcode, reply_);
         ++stats_.requests;

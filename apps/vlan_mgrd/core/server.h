@@ -19,6 +19,11 @@ struct ServerOptions {
     uint32_t sap = 167;          // VLAN_MGR_MTS_SAP
     uint32_t poll_ms = 200;      // how often the loop looks at the stop flag
     uint32_t heartbeat_ms = 1000; // at most this long between two heartbeats
+    // After a start that restored a saved configuration: how long the SAP
+    // is open before the restart notifications go out, so that subscribers
+    // of the previous run, whose sockets reconnect on their own within
+    // 100..200 ms of the new endpoint appearing, have subscribed again.
+    uint32_t restart_settle_ms = 300;
     // Who may act for which VDC; null: only root and this process's own
     // user act for any VDC. Not owned.
     VdcAccess *vdc_access = nullptr;
@@ -44,6 +49,14 @@ public:
     // Opens the SAP. 0, VLAN_MGR_HOST_ERR_MTS_SAP_BUSY when another process
     // serves it, or another transport error word; `error` says what failed.
     int32_t open(std::string &error);
+
+    // After a start that restored a saved configuration (Engine::restored),
+    // once the SAP is open and before any request is served: waits
+    // restart_settle_ms for subscriptions to arrive, then publishes the
+    // engine's restart notifications (one 0x5C2B per VDC listing every
+    // created VLAN's BD), built from the state at that moment. Returns how
+    // many were published; 0 after a start that restored nothing.
+    uint32_t publish_restart();
 
     // Receives and answers messages until one of `stop_signals` is pending;
     // the caller keeps them blocked in every thread, and the loop takes them
@@ -75,6 +88,8 @@ private:
     // (`now_ms` on CLOCK_MONOTONIC) and the expired requests' count.
     void between_messages(uint64_t now_ms);
     void log_denied(const std::string &text);
+    // Publishes notifications_ to the subscribers; counts and logs each.
+    void publish_notifications();
 
     Engine &engine_;
     ServerOptions options_;
