@@ -264,6 +264,16 @@ protected:
     int run_to_end(const std::vector<std::string> &args, std::string &output)
     {
         const std::string out_path = dir_ + "/run_to_end.out";
+        // Everything the child needs is made before the fork: between fork
+        // and exec it only makes system calls, since an allocator lock held
+        // by another thread of this process (the transport's) at the fork
+        // would never be released in the child.
+        std::vector<std::string> all = {VLAN_MGRD_BIN};
+        all.insert(all.end(), args.begin(), args.end());
+        std::vector<char *> argv;
+        for (std::string &a : all)
+            argv.push_back(a.data());
+        argv.push_back(nullptr);
         const pid_t pid = fork();
         if (pid == 0) {
             const int out = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -271,12 +281,6 @@ protected:
                 dup2(out, STDOUT_FILENO);
                 dup2(out, STDERR_FILENO);
             }
-            std::vector<std::string> all = {VLAN_MGRD_BIN};
-            all.insert(all.end(), args.begin(), args.end());
-            std::vector<char *> argv;
-            for (std::string &a : all)
-                argv.push_back(a.data());
-            argv.push_back(nullptr);
             execv(argv[0], argv.data());
             _exit(127);
         }

@@ -220,13 +220,24 @@ TEST_F(VlanMgrdStartTest, VlanMgrdEndsWithStatus4WhenThePidFileCannotBeReplaced)
 
 TEST_F(VlanMgrdStartTest, VlanMgrdEndsWithStatus3WhenAnotherProcessServesTheSap)
 {
-    uint32_t h = 0;
-    ASSERT_EQ(vlan_mgr_host_mts_open(VLAN_MGR_MTS_SAP, &h), 0);
+    // Another process serves the SAP; this one never starts the transport,
+    // so the manager is forked from a process without its threads.
+    Pipe serving;
+    const pid_t other = spawn([&] {
+        uint32_t h = 0;
+        if (vlan_mgr_host_mts_open(VLAN_MGR_MTS_SAP, &h) != 0)
+            return 10;
+        serving.raise();
+        pause();
+        return 0;
+    });
+    ASSERT_EQ(serving.wait_for(5000), 'x');
     std::string out;
     EXPECT_EQ(run_to_end(base(), out), 3);
     EXPECT_EQ(out, "vlan_mgrd: SAP 167 is already served: another VLAN manager runs on this run directory\n");
     EXPECT_FALSE(exists(pid_file()));
-    vlan_mgr_host_mts_close(h);
+    kill(other, SIGKILL);
+    waitpid(other, nullptr, 0);
 }
 
 } // namespace
