@@ -163,6 +163,20 @@ int32_t create_file(const char *path)
     return 0;
 }
 
+// Makes the open file `fd` (at `path`) one of the boundary: a regular file
+// of this user, given the trust group and exactly `mode`.
+int32_t secure_open_file(int fd, const char *path, mode_t mode)
+{
+    struct stat st;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
+        return SDB_ERR_BACKING_FILE;
+    if (st.st_uid != geteuid())
+        return SDB_ERR_NOT_OWNER;
+    if (const int e = vlan_mgr_host_trust_fd(fd, mode); e != 0)
+        return file_error(e, path);
+    return 0;
+}
+
 // Gives an existing data file of this user the boundary's group and mode (a
 // file made by an earlier version had mode 0644).
 int32_t secure_file(const char *path)
@@ -170,14 +184,7 @@ int32_t secure_file(const char *path)
     const int fd = open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0)
         return file_error(errno, path);
-    struct stat st;
-    int32_t rc = 0;
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
-        rc = SDB_ERR_BACKING_FILE;
-    else if (st.st_uid != geteuid())
-        rc = SDB_ERR_NOT_OWNER;
-    else if (const int e = vlan_mgr_host_trust_fd(fd, SDB_FILE_MODE); e != 0)
-        rc = file_error(e, path);
+    const int32_t rc = secure_open_file(fd, path, SDB_FILE_MODE);
     close(fd);
     return rc;
 }
@@ -192,14 +199,7 @@ int32_t lock_publisher(const char *path, int *fd_out)
     const int fd = open(lock_path, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, SDB_LOCK_MODE);
     if (fd < 0)
         return file_error(errno, lock_path);
-    struct stat st;
-    int32_t rc = 0;
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))
-        rc = SDB_ERR_BACKING_FILE;
-    else if (st.st_uid != geteuid())
-        rc = SDB_ERR_NOT_OWNER;
-    else if (const int e = vlan_mgr_host_trust_fd(fd, SDB_LOCK_MODE); e != 0)
-        rc = file_error(e, lock_path);
+    int32_t rc = secure_open_file(fd, lock_path, SDB_LOCK_MODE);
     if (rc == 0 && flock(fd, LOCK_EX | LOCK_NB) != 0)
         rc = errno == EWOULDBLOCK ? SDB_ERR_PUBLISHED_ELSEWHERE : SDB_ERR_BACKING_FILE;
     if (rc != 0) {

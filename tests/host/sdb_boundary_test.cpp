@@ -23,6 +23,7 @@
 #include "vlan_mgr_platform.h"
 
 using sdb_test::become_nobody;
+using sdb_test::child_text;
 using sdb_test::in_child;
 using sdb_test::key4;
 using sdb_test::ShmDir;
@@ -56,33 +57,6 @@ Mode mode_of(const std::string &path)
     if (lstat(path.c_str(), &st) != 0)
         return {0, 0, 0};
     return {st.st_mode & 07777, st.st_uid, st.st_gid};
-}
-
-// Runs `fn` in a forked child and returns the text it writes to `out` (its
-// first argument), or "child died" when it did not exit normally.
-template <class Fn> std::string child_text(Fn fn)
-{
-    int p[2];
-    if (pipe(p) != 0)
-        return "no pipe";
-    const pid_t pid = fork();
-    if (pid == 0) {
-        close(p[0]);
-        const std::string text = fn();
-        (void)!write(p[1], text.data(), text.size());
-        host_test::child_exit(0);
-    }
-    close(p[1]);
-    std::string text;
-    char buf[512];
-    ssize_t n;
-    while ((n = read(p[0], buf, sizeof buf)) > 0)
-        text.append(buf, static_cast<size_t>(n));
-    close(p[0]);
-    int status = 0;
-    if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status))
-        return "child died";
-    return text;
 }
 
 // What a process gets when it tries `open(path, flags)`: "opened" or the

@@ -28,6 +28,7 @@
 
 using host_test::ScopedEnv;
 using sdb_test::become_nobody;
+using sdb_test::child_text;
 using sdb_test::key4;
 using sdb_test::ShmDir;
 
@@ -86,33 +87,6 @@ private:
     }
     std::string path_;
 };
-
-// Runs `fn` in a forked child and returns the text it gives back, or "child
-// died" when the child did not exit normally.
-template <class Fn> std::string child_text(Fn fn)
-{
-    int p[2];
-    if (pipe(p) != 0)
-        return "no pipe";
-    const pid_t pid = fork();
-    if (pid == 0) {
-        close(p[0]);
-        const std::string text = fn();
-        (void)!write(p[1], text.data(), text.size());
-        host_test::child_exit(0);
-    }
-    close(p[1]);
-    std::string text;
-    char buf[512];
-    ssize_t n;
-    while ((n = read(p[0], buf, sizeof buf)) > 0)
-        text.append(buf, static_cast<size_t>(n));
-    close(p[0]);
-    int status = 0;
-    if (pid < 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status))
-        return "child died";
-    return text;
-}
 
 // Makes a database with one record (K1 -> V1) at `uri` and closes its
 // publisher: the file and its lock file stay.
