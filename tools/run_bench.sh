@@ -12,5 +12,5 @@ cmake --build "$dir"
 for b in "$dir"/bench/bench_*; do
   [ -x "$b" ] || continue
   echo "== $(basename "$b")"
-  "$b" --benchmark_min_time="$min" --benchmark_color=false | sed -n '/^benchmark  /,$p'
+  "$b" --benchmark_min_time="$min" --benchmark_color=false | sed -n '/^benchmark /,$p'
 done
