@@ -1,28 +1,13 @@
-// The BD cache's entry points inside the library: the created-VLAN listing
-// parsers and the notification parsers keep the cache current through them.
-// They are not exported.
-//
-// Below them, the BD database's process-wide tables and the steps of the
+// The BD cache's entry points (bd_cache_update.h, the only part of this
+// subsystem that the listing and notification parsers see), and the BD
+// database's process-wide tables and the steps of the
 // library constructor, for the lookups and getters of this subsystem and for
 // the tests.
 #pragma once
 
 #include <cstdint>
 
-extern "C" {
-
-// Makes sure the VDC's cache block exists: 0 when it exists or was just made,
-// 0x41100084 while the cache is switched off, VLAN_MGR_ERR_NO_MEMORY when the
-// block could not be allocated (reported).
-uint32_t vlan_mgr_check_bd_cache(uint16_t vdc_id);
-
-// Clear or set one VLAN's entry in the VDC's cache block (creating the block
-// when the cache is on). A VLAN id outside 1..4094 is reported and ignored;
-// with the cache off the update is dropped silently.
-void vlan_mgr_invalidate_bd_cache_entry(uint16_t vdc_id, int32_t vlan_id);
-void vlan_mgr_set_bd_cache_entry(uint16_t vdc_id, uint32_t vlan_id, uint16_t bd_id);
-
-} // extern "C"
+#include "bd_db/bd_cache_update.h"
 
 namespace vlan_mgr::bd_db {
 

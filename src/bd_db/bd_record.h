@@ -15,7 +15,7 @@
 #include <vlan_mgr/bd_db.h>
 
 #include "bd_db/bd_cache.h"
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 #include "vlan_mgr_platform.h"
 
 namespace vlan_mgr::bd_db {

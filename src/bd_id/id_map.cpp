@@ -3,7 +3,7 @@
 #include <vlan_mgr/bd_id.h>
 
 #include "frame/bitmap.h"
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <vlan_mgr/bd_id.h>
 
 #include "frame/reply.h"
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "config_req/config_common.h"
+#include "config_req/layout.h"
 #include "frame/local_vdc.h"
 #include "frame/reply.h"
 #include "frame/report.h"
@@ -10,38 +11,30 @@
 namespace vlan_mgr::config {
 namespace {
 
-constexpr uint32_t kCreateFixedLen = 533; // header, bitmap field, name NUL, 4 trailing bytes
-constexpr size_t kCreateNameOff = 528;
-constexpr size_t kCreateNameMax = 33;
-
-// Where the fields of a create-style reply lie: the create reply, and the
-// create/update reply that lacks the leading VDC id.
-struct StatusListLayout {
-    bool has_vdc;
-    size_t count_off, vlan_id_off, bits_off, status_off;
-};
-constexpr StatusListLayout kCreateReply{true, 2, 4, 12, 524};
-constexpr StatusListLayout kCreateUpdateReply{false, 0, 2, 10, 522};
+using Req = layout::config::CreateRequest;
+using layout::config::kCreateReply;
+using layout::config::kCreateUpdateReply;
+using layout::config::StatusListReply;
 
 // Decodes a create-style reply whose common rules have been applied. With
 // count 1 the id is the reply's vlan_id; otherwise the ids are walked out of
 // the bitmap in ascending order, each search starting after the previous id
 // (after -1, that is from VLAN 0 again). A count of 0 still decodes one id and
 // one status, so both arrays hold at least one element.
-uint32_t decode_status_list(const StatusListLayout &l, const wire::Reader &r, uint16_t *vdc_id, uint16_t *count,
+uint32_t decode_status_list(const StatusListReply &l, const wire::Reader &r, uint16_t *vdc_id, uint16_t *count,
                             uint32_t **vlan_ids, uint32_t **statuses)
 {
-    if (!r.has(l.count_off, 2))
+    if (!r.has(l.count.off, l.count.width))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint16_t n = r.u16(l.count_off);
+    const uint16_t n = l.count.get(r);
     const uint32_t entries = n == 0 ? 1 : n;
     // The statuses follow the bitmap, so this also covers every bitmap word
     // the walk may read, and the vlan_id field before it.
-    if (!has_span(r, l.status_off, 4ull * entries))
+    if (!has_span(r, l.statuses.off, l.statuses.end(entries) - l.statuses.off))
         return VLAN_MGR_ERR_TRUNCATED;
 
     if (l.has_vdc)
-        *vdc_id = r.u16(0);
+        *vdc_id = l.vdc_id.get(r);
     *count = n;
     auto *ids = static_cast<uint32_t *>(std::malloc(4ull * entries));
     *vlan_ids = ids;
@@ -55,17 +48,18 @@ uint32_t decode_status_list(const StatusListLayout &l, const wire::Reader &r, ui
         return VLAN_MGR_ERR_NO_MEMORY;
     }
 
+    constexpr layout::U32 status{0};
     if (n == 1) {
-        ids[0] = r.u32(l.vlan_id_off);
-        st[0] = r.u32(l.status_off);
+        ids[0] = l.vlan_id.get(r);
+        st[0] = status.get(l.statuses.entry(r, 0));
         return VLAN_MGR_OK;
     }
     // The walker yields what searching from (previous id + 1) would, one id
     // per call.
-    bitmap::Walker walk(r.at(l.bits_off));
+    bitmap::Walker walk(l.vlans.bits(r));
     for (uint32_t i = 0; i < entries; ++i) {
         ids[i] = static_cast<uint32_t>(walk.next());
-        st[i] = r.u32(l.status_off + 4 * i);
+        st[i] = status.get(l.statuses.entry(r, i));
     }
     return VLAN_MGR_OK;
 }
@@ -87,24 +81,24 @@ uint32_t vlan_create_build_mts(uint16_t vdc_id, uint16_t count, const uint32_t *
         return st;
     size_t name_len = 0;
     if (count == 1) {
-        name_len = strnlen(name, kCreateNameMax + 1);
-        if (name_len > kCreateNameMax)
+        name_len = strnlen(name, Req::kNameMax + 1);
+        if (name_len > Req::kNameMax)
             return VLAN_MGR_ERR_NAME_TOO_LONG;
     }
-    uint8_t *p = alloc_payload(payload, payload_len, kCreateFixedLen + static_cast<uint32_t>(name_len));
+    uint8_t *p = alloc_payload(payload, payload_len, Req::kFixedLen + static_cast<uint32_t>(name_len));
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
 
-    wire::Writer w(p, kCreateFixedLen + name_len); // the NUL after the name and the trailing bytes stay 0
-    w.u16(0, vdc_id);
-    w.u16(2, count);
-    w.u32(8, create_options);
+    wire::Writer w(p, Req::kFixedLen + name_len); // the NUL after the name and the trailing bytes stay 0
+    Req::vdc_id.put(w, vdc_id);
+    Req::count.put(w, count);
+    Req::options.put(w, create_options);
     if (count == 1) {
-        w.u32(4, vlan_ids[0]);
-        w.host_u32(12, static_cast<uint32_t>(bitmap::kBytes));
-        w.bytes(kCreateNameOff, name, name_len);
+        Req::vlan_id.put(w, vlan_ids[0]);
+        Req::vlans.init(w);
+        w.bytes(Req::kNameOff, name, name_len);
     } else {
-        write_bitmap_from_ids(w.at(12), vlan_ids, count);
+        write_bitmap_from_ids(w.at(Req::vlans.off), vlan_ids, count);
     }
     return VLAN_MGR_OK;
 }

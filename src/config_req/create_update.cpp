@@ -4,7 +4,7 @@
 
 #include <vlan_mgr/config_req.h>
 
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 
 extern "C" {
 

@@ -3,7 +3,7 @@
 #include <bit>
 #include <cstring>
 
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 
 namespace vlan_mgr::bitmap {
 

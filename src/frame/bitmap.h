@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 
 namespace vlan_mgr::bitmap {
 

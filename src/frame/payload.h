@@ -10,7 +10,7 @@
 #include <optional>
 
 #include "frame/bitmap.h"
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 
 namespace vlan_mgr {
 

@@ -7,7 +7,7 @@
 
 #include <vlan_mgr/frame.h>
 
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 
 namespace vlan_mgr {
 

@@ -11,7 +11,7 @@
 #include <vlan_mgr/frame.h>
 
 #include "frame/report.h"
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 #include "vlan_mgr_platform.h"
 
 namespace {

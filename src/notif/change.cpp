@@ -9,7 +9,7 @@
 
 #include <vlan_mgr/notif.h>
 
-#include "bd_db/bd_cache.h"
+#include "bd_db/bd_cache_update.h"
 #include "frame/payload.h"
 #include "notif/notif_decode.h"
 
@@ -220,21 +220,9 @@ void d5c03_local(uint8_t *o, const uint8_t *e, const uint8_t *)
     c32(o, 10, e, 20);
 }
 
-// The BD cache update of one record. The common case (cache on, the VDC's
-// block made, a VLAN id in range) is the store the entry point would make,
-// done here without a call; every other case goes through the entry point,
-// which reports, makes the block or drops the update.
-inline void set_entry(uint16_t vdc, uint32_t vlan, uint16_t bd)
-{
-    namespace db = vlan_mgr::bd_db;
-    if (db::bd_cache_enabled != 0 && db::vdc_in_range(vdc) && vlan >= 1 && vlan <= 4094) {
-        if (uint16_t *block = db::cache_block(vdc)) {
-            db::cache_entry_store(block, vlan, bd);
-            return;
-        }
-    }
-    vlan_mgr_set_bd_cache_entry(vdc, vlan, bd);
-}
+// The BD cache update of one record: the entry point reports a VLAN id out
+// of range, makes the VDC's block or drops the update while the cache is off.
+inline void set_entry(uint16_t vdc, uint32_t vlan, uint16_t bd) { vlan_mgr_set_bd_cache_entry(vdc, vlan, bd); }
 
 // A created VLAN: its BD id goes into the cache.
 void d5c1d(uint8_t *o, const uint8_t *e, const uint8_t *)

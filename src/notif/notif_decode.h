@@ -10,7 +10,7 @@
 
 #include <vlan_mgr/notif.h>
 
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 #include "vlan_mgr_platform.h"
 
 namespace vlan_mgr::notif {

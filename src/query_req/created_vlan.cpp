@@ -8,7 +8,7 @@
 
 #include <vlan_mgr/query_req.h>
 
-#include "bd_db/bd_cache.h"
+#include "bd_db/bd_cache_update.h"
 #include "frame/local_vdc.h"
 #include "frame/payload.h"
 #include "frame/reply.h"

@@ -7,7 +7,7 @@
 #include "bd_db/bd_record.h"
 #include "frame/bitmap.h"
 #include "frame/local_vdc.h"
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 #include "rsvd/rsvd_bits.h"
 #include "vlan_mgr_platform.h"
 

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "frame/bitmap.h"
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 
 namespace {
 

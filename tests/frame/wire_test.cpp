@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "frame/wire.h"
+#include <vlan_mgr/internal/wire.h>
 
 namespace {
 

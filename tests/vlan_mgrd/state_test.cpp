@@ -1,4 +1,4 @@
-// The VLAN set's wire conversion and the port and VLAN views of the state.
+// The port and VLAN views of the state.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -6,67 +6,9 @@
 #include <vector>
 
 #include "state.h"
-#include "wire_io.h"
 
 namespace vlan_mgrd {
 namespace {
-
-TEST(VlanSetWire, VlansLandOnTheirBitsMostSignificantFirst)
-{
-    VlanSet set;
-    set.set(1);
-    set.set(9);
-    set.set(4094);
-    uint8_t out[512];
-    vlanset_to_wire(set, out);
-    std::vector<uint8_t> expected(512, 0);
-    expected[0] = 0x40;   // VLAN 1
-    expected[1] = 0x40;   // VLAN 9
-    expected[511] = 0x02; // VLAN 4094
-    EXPECT_EQ(std::vector<uint8_t>(out, out + 512), expected);
-    EXPECT_EQ(vlanset_from_wire(out), set);
-}
-
-TEST(VlanSetWire, VlansZeroAnd4095NeverReachTheWire)
-{
-    VlanSet set;
-    set.set(0);
-    set.set(4095);
-    set.set(100);
-    uint8_t out[512];
-    vlanset_to_wire(set, out);
-    EXPECT_EQ(out[0], 0x00);
-    EXPECT_EQ(out[511], 0x00);
-    EXPECT_EQ(out[12], 0x08); // VLAN 100 = byte 12, bit 0x80 >> 4
-}
-
-TEST(VlanSetWire, EveryVlanRoundTripsAlone)
-{
-    for (uint32_t v = 1; v <= kVlanMax; ++v) {
-        VlanSet set;
-        set.set(v);
-        uint8_t out[512];
-        vlanset_to_wire(set, out);
-        ASSERT_EQ(out[v / 8], 0x80u >> (v % 8)) << v;
-        ASSERT_EQ(vlanset_from_wire(out), set) << v;
-    }
-}
-
-TEST(VlanSetWire, WriterAndReaderAgreeWithTheConversion)
-{
-    VlanSet set;
-    for (uint32_t v = 2; v <= kVlanMax; v += 3)
-        set.set(v);
-    std::vector<uint8_t> buf;
-    WireWriter(buf).bitmap(set);
-    ASSERT_EQ(buf.size(), 516u);
-    WireReader r(buf.data(), static_cast<uint32_t>(buf.size()));
-    EXPECT_EQ(r.host32(0), 512u);
-    EXPECT_EQ(r.bitmap(4), set);
-    EXPECT_TRUE(r.ok());
-    r.bitmap(5); // one byte short
-    EXPECT_FALSE(r.ok());
-}
 
 TEST(VdcView, ActiveVlansAreTheCreatedActiveOnes)
 {

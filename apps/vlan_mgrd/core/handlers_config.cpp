@@ -17,12 +17,16 @@
 #include <vlan_mgr/query_req.h>
 #include <vlan_mgr/tlv.h>
 
+#include <vlan_mgr/server/config.h>
+
 #include "config_ops.h"
 #include "handlers.h"
 #include "wire_io.h"
 
 namespace vlan_mgrd {
 namespace {
+
+namespace server = vlan_mgr::server;
 
 using Results = std::vector<std::pair<uint32_t, uint32_t>>; // {VLAN id, status}
 
@@ -96,52 +100,30 @@ std::vector<uint32_t> ids_of(const VlanSet &set)
 }
 
 // ---- VLAN create -----------------------------------------------------------
-// vdc(2) count(2) vlan_id(4) options(4) bitmap(4 + 512) name NUL trailing(4)
-
-constexpr uint32_t kCreateFixed = 533;
-constexpr uint32_t kCreateNameOff = 528;
 
 void handle_create(Manager &m, const Request &req, Reply &reply, ChangeSet &changes)
 {
-    WireReader r(req.payload, req.len);
-    const uint16_t vdc_id = r.u16(0);
-    const uint16_t count = r.u16(2);
-    const uint32_t vlan_id = r.u32(4);
-    const uint32_t options = r.u32(8);
-    const VlanSet set = r.bitmap(16);
-    if (!r.ok() || req.len < kCreateFixed || count == 0) {
+    server::CreateRequest in;
+    if (server::decode_create_request(req.payload, req.len, in) != 0) {
         reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
         return;
     }
-    std::string name;
-    if (count == 1) {
-        // The name runs from 528 to its NUL, which lies before the 4 trailing bytes.
-        const uint8_t *p = req.payload + kCreateNameOff;
-        const uint32_t room = req.len - 4 - kCreateNameOff;
-        const void *nul = std::memchr(p, 0, room);
-        if (nul == nullptr) {
-            reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
-            return;
-        }
-        name.assign(reinterpret_cast<const char *>(p), static_cast<size_t>(static_cast<const uint8_t *>(nul) - p));
-    } else if (set.none()) {
-        reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
-        return;
-    }
-    if (!vdc_allowed(req, vdc_id)) {
+    if (!vdc_allowed(req, in.vdc_id)) {
         reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
         return;
     }
-    Vdc &vdc = m.vdc(vdc_id);
-    const bool rename_only = (options & VLAN_MGR_CREATE_OPT_RENAME) != 0;
-    Results results;
-    if (count == 1) {
-        results.emplace_back(vlan_id, config_ops::create_or_rename(vdc, changes, vlan_id, name, rename_only, options));
+    Vdc &vdc = m.vdc(in.vdc_id);
+    const bool rename_only = (in.options & VLAN_MGR_CREATE_OPT_RENAME) != 0;
+    std::vector<server::VlanStatus> results;
+    if (in.count == 1) {
+        results.push_back({in.vlan_id, config_ops::create_or_rename(vdc, changes, in.vlan_id, in.name, rename_only,
+                                                                    in.options)});
     } else {
-        for (uint32_t v : ids_of(set))
-            results.emplace_back(v, config_ops::create_or_rename(vdc, changes, v, std::string(), rename_only, options));
+        for (uint32_t v : server::ids_of(in.vlans))
+            results.push_back({v, config_ops::create_or_rename(vdc, changes, v, std::string(), rename_only,
+                                                               in.options)});
     }
-    write_status_list(reply, true, vdc_id, results);
+    reply = server::encode_create_reply(in.vdc_id, results);
 }
 
 // ---- VLAN delete and delete-range --------------------------------------------

@@ -54,49 +54,6 @@ VlanSet Vdc::active_vlans() const
     return set;
 }
 
-namespace {
-
-// The set's own storage is an array of machine words holding bit i at
-// position i % W of word i / W; on a little-endian machine its bytes are
-// those of the wire form with the bit order inside each byte reversed.
-static_assert(sizeof(VlanSet) == 512, "a VLAN set is 4096 bits without padding");
-static_assert(std::endian::native == std::endian::little, "byte-wise conversion assumes little-endian words");
-
-constexpr std::array<uint8_t, 256> make_reverse()
-{
-    std::array<uint8_t, 256> t{};
-    for (unsigned b = 0; b < 256; ++b) {
-        unsigned r = 0;
-        for (unsigned i = 0; i < 8; ++i)
-            if (b & (1u << i))
-                r |= 0x80u >> i;
-        t[b] = static_cast<uint8_t>(r);
-    }
-    return t;
-}
-constexpr std::array<uint8_t, 256> kReverse = make_reverse();
-
-} // namespace
-
-void vlanset_to_wire(const VlanSet &set, uint8_t *out)
-{
-    uint8_t raw[512];
-    std::memcpy(raw, &set, sizeof raw);
-    for (size_t i = 0; i < sizeof raw; ++i)
-        out[i] = kReverse[raw[i]];
-    out[0] &= 0x7F;   // VLAN 0 and 4095 are never on the wire
-    out[511] &= 0xFE;
-}
-
-VlanSet vlanset_from_wire(const uint8_t *in)
-{
-    uint8_t raw[512];
-    for (size_t i = 0; i < sizeof raw; ++i)
-        raw[i] = kReverse[in[i]];
-    VlanSet set;
-    std::memcpy(&set, raw, sizeof raw);
-    return set;
-}
 
 Manager::Manager()
 {

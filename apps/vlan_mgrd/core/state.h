@@ -17,6 +17,7 @@
 #include <vector>
 
 #include <vlan_mgr/opcodes.h>
+#include <vlan_mgr/server/common.h>
 
 namespace vlan_mgrd {
 
@@ -26,13 +27,7 @@ inline constexpr size_t kNameMax = 32;          // characters of a VLAN name
 inline constexpr uint32_t kDefaultVlan = 1;
 
 // A set of VLAN ids; bit v is VLAN v (bits 0 and 4095 are never set).
-using VlanSet = std::bitset<4096>;
-
-// The 512 wire bytes of a set (VLAN v is bit 0x80 >> (v % 8) of byte v / 8)
-// and back. Bitmaps are written for every port of every change, so these
-// convert a byte at a time instead of testing 4096 bits one by one.
-void vlanset_to_wire(const VlanSet &set, uint8_t *out);
-VlanSet vlanset_from_wire(const uint8_t *in);
+using VlanSet = vlan_mgr::server::VlanBits;
 
 // Administrative state of a VLAN (info attribute 6).
 enum class VlanState : uint32_t { Active = 1, Suspended = 2 };

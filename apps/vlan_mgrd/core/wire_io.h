@@ -49,7 +49,7 @@ public:
             fail();
             return VlanSet();
         }
-        return vlanset_from_wire(p_ + off);
+        return vlan_mgr::server::bits_from_wire(p_ + off);
     }
     const uint8_t *bytes(uint32_t off, uint32_t n)
     {
@@ -104,7 +104,7 @@ public:
     {
         const size_t at = out_.size();
         out_.resize(at + 512);
-        vlanset_to_wire(set, out_.data() + at);
+        vlan_mgr::server::bits_to_wire(set, out_.data() + at);
     }
     // A whole vlan_bitmap: the length word 512 in host order, then the bits.
     void bitmap(const VlanSet &set)

@@ -1,7 +1,8 @@
-// Payload access: every payload byte the library reads or writes goes through
-// these helpers. Payloads are packed and unaligned, so multi-byte fields are
-// assembled byte by byte (big-endian) or copied with memcpy (host order),
-// never read through a cast pointer.
+// The one byte-order codec: every payload byte that the library, the host
+// platform and the programs read or write goes through these helpers.
+// Payloads are packed and unaligned, so multi-byte fields are copied with
+// memcpy and swapped (big-endian) or copied as they are (host order), never
+// read through a cast pointer. Internal: not installed with the library.
 #pragma once
 
 #include <bit>
@@ -27,6 +28,13 @@ inline uint32_t to_big32(uint32_t v)
     return v;
 }
 
+inline uint64_t to_big64(uint64_t v)
+{
+    if constexpr (std::endian::native == std::endian::little)
+        return __builtin_bswap64(v);
+    return v;
+}
+
 inline void put_u16(uint8_t *p, size_t off, uint16_t v)
 {
     v = to_big16(v);
@@ -36,6 +44,12 @@ inline void put_u16(uint8_t *p, size_t off, uint16_t v)
 inline void put_u32(uint8_t *p, size_t off, uint32_t v)
 {
     v = to_big32(v);
+    std::memcpy(p + off, &v, sizeof v);
+}
+
+inline void put_u64(uint8_t *p, size_t off, uint64_t v)
+{
+    v = to_big64(v);
     std::memcpy(p + off, &v, sizeof v);
 }
 
@@ -53,6 +67,13 @@ inline uint32_t get_u32(const uint8_t *p, size_t off)
     return to_big32(v);
 }
 
+inline uint64_t get_u64(const uint8_t *p, size_t off)
+{
+    uint64_t v;
+    std::memcpy(&v, p + off, sizeof v);
+    return to_big64(v);
+}
+
 // Host-order 32-bit word: the length word in front of a VLAN bitmap.
 inline void put_host_u32(uint8_t *p, size_t off, uint32_t v) { std::memcpy(p + off, &v, sizeof v); }
 
@@ -68,14 +89,21 @@ inline uint32_t get_host_u32(const uint8_t *p, size_t off)
 class Writer {
 public:
     Writer(void *buf, size_t size) : p_(static_cast<uint8_t *>(buf)), size_(size) { std::memset(p_, 0, size_); }
+    void u8(size_t off, uint8_t v) { p_[off] = v; }
     void u16(size_t off, uint16_t v) { put_u16(p_, off, v); }
     void u32(size_t off, uint32_t v) { put_u32(p_, off, v); }
+    void u64(size_t off, uint64_t v) { put_u64(p_, off, v); }
     void host_u32(size_t off, uint32_t v) { put_host_u32(p_, off, v); }
     void bytes(size_t off, const void *src, size_t n) { std::memcpy(p_ + off, src, n); }
     uint8_t *at(size_t off) { return p_ + off; }
     size_t size() const { return size_; }
+    // The part of the payload from `off`: an entry of a list, written with
+    // the entry's own offsets. Nothing is zeroed again.
+    Writer sub(size_t off) const { return Writer(p_ + off, size_ - off, Unzeroed{}); }
 
 private:
+    struct Unzeroed {};
+    Writer(uint8_t *p, size_t size, Unzeroed) : p_(p), size_(size) {}
     uint8_t *p_;
     size_t size_;
 };
@@ -86,11 +114,16 @@ class Reader {
 public:
     Reader(const void *buf, size_t size) : p_(static_cast<const uint8_t *>(buf)), size_(size) {}
     bool has(size_t off, size_t width) const { return off <= size_ && width <= size_ - off; }
+    uint8_t u8(size_t off) const { return p_[off]; }
     uint16_t u16(size_t off) const { return get_u16(p_, off); }
     uint32_t u32(size_t off) const { return get_u32(p_, off); }
+    uint64_t u64(size_t off) const { return get_u64(p_, off); }
     uint32_t host_u32(size_t off) const { return get_host_u32(p_, off); }
     const uint8_t *at(size_t off) const { return p_ + off; }
     size_t size() const { return size_; }
+    // The part of the payload from `off` (which has(off, 0) has checked): an
+    // entry of a list, read with the entry's own offsets.
+    Reader sub(size_t off) const { return Reader(p_ + off, size_ - off); }
 
 private:
     const uint8_t *p_;
