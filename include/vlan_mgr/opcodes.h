@@ -55,6 +55,20 @@
  * (MTS_OPC_VLAN_GET_GLOBAL_AUTOSTATE) and the two request-response exchanges
  * (MTS_OPC_VLAN_REQ_RESP_16, MTS_OPC_VLAN_REQ_RESP_30). */
 
+/* ---- Operation codes of the port membership updates --------------------- */
+/* vlan_update_port_memb_build_mts (access ports): */
+#define VLAN_MGR_ACCESS_OP_SET_VLAN       1u  /* the ports' access VLAN becomes the VLAN */
+#define VLAN_MGR_ACCESS_OP_SET_VOICE      9u  /* the ports' voice VLAN becomes the VLAN */
+#define VLAN_MGR_ACCESS_OP_REMOVE         13u /* the ports leave the VLAN (access VLAN 1, no voice VLAN) */
+/* vlan_update_port_trunking_memb_build_mts (trunk ports): */
+#define VLAN_MGR_TRUNK_OP_SET_ALLOWED     2u  /* allowed VLANs := the record's bitmap */
+#define VLAN_MGR_TRUNK_OP_ADD_ALLOWED     3u  /* allowed VLANs += the bitmap */
+#define VLAN_MGR_TRUNK_OP_REMOVE_ALLOWED  4u  /* allowed VLANs -= the bitmap */
+#define VLAN_MGR_TRUNK_OP_ALLOW_ALL       5u  /* allowed VLANs := 1..4094 */
+#define VLAN_MGR_TRUNK_OP_SET_NATIVE      9u  /* native VLAN := the record's VLAN id */
+#define VLAN_MGR_TRUNK_OP_ALLOW_NONE      11u /* allowed VLANs := none */
+#define VLAN_MGR_TRUNK_OP_SET_MODE        12u /* mode := the record's 16-bit value (1 access, 2 trunk) */
+
 /* ---- Notifications the manager publishes (docs/protocol.md) -------------- */
 #define VLAN_MGR_NOTIF_VLAN_CREATE        0x5C1Du /* created VLANs, fixed list + create notif2 TLV */
 #define VLAN_MGR_NOTIF_VLAN_CONFIG_CHANGE 0x5C21u /* VLAN name records */
