@@ -2,10 +2,11 @@
 // private-VLAN association, name-to-id, reserved check, create/update and
 // configuration mode. docs/protocol/config.md gives every request and reply.
 //
-// Each handler first reads and checks the whole request (a malformed one is
-// answered with VLAN_MGR_ERR_BAD_REQUEST and changes nothing), then the VDC
-// (VLAN_MGR_ERR_VDC_MISMATCH), then applies it VLAN by VLAN in ascending
-// order, collecting one status per VLAN.
+// Each handler decodes and checks the whole request with vlan_mgr::server (a
+// malformed one is answered with VLAN_MGR_ERR_BAD_REQUEST and changes
+// nothing), then checks the VDC (VLAN_MGR_ERR_VDC_MISMATCH), then applies it
+// VLAN by VLAN in ascending order through config_ops, collecting one status
+// per VLAN, and encodes the reply with vlan_mgr::server.
 #include <algorithm>
 #include <string>
 #include <vector>
