@@ -1,15 +1,17 @@
 // Private-VLAN association: the single and the multi request and their
 // replies. Both requests carry the same 532-byte entry.
 #include "config_req/config_common.h"
+#include "config_req/layout.h"
 #include "frame/local_vdc.h"
 #include "frame/reply.h"
 
 namespace vlan_mgr::config {
 namespace {
 
-constexpr uint32_t kAssocMagic = 0xBABEFACEu;
-constexpr uint32_t kEntryLen = 532;
-constexpr uint32_t kSingleLen = 8 + kEntryLen;
+using Entry = layout::config::AssocEntry;
+using Req = layout::config::AssocRequest;
+using Rep = layout::config::AssocReply;
+using RepEntry = layout::config::AssocReplyEntry;
 constexpr uint32_t kMaxAssoc = 512;
 constexpr int32_t kAssocPrimary = 2; // the only type that names a primary VLAN
 constexpr int32_t kAssocOther = 3;
@@ -26,18 +28,20 @@ uint32_t check_primary(uint32_t primary)
     return VLAN_MGR_OK;
 }
 
-// One association entry at `off`: tag, VDC id, type, primary VLAN, the number
-// of secondaries, then their bitmap field with the bits copied as they are.
-void write_entry(wire::Writer &w, size_t off, uint16_t assoc_tag, uint16_t vdc_id, int32_t assoc_type,
+// Association entry `i` of a request: tag, VDC id, type, primary VLAN, the
+// number of secondaries, then their bitmap field with the bits copied as they
+// are.
+void write_entry(const wire::Writer &w, size_t i, uint16_t assoc_tag, uint16_t vdc_id, int32_t assoc_type,
                  uint32_t primary, const uint8_t *bits, uint32_t count)
 {
-    w.u16(off, assoc_tag);
-    w.u16(off + 2, vdc_id);
-    w.u32(off + 4, static_cast<uint32_t>(assoc_type));
-    w.u32(off + 8, primary);
-    w.u32(off + 12, count);
-    w.host_u32(off + 16, static_cast<uint32_t>(bitmap::kBytes));
-    w.bytes(off + 20, bits, bitmap::kBytes);
+    wire::Writer e = Req::entries.entry(w, i);
+    Entry::tag.put(e, assoc_tag);
+    Entry::vdc_id.put(e, vdc_id);
+    Entry::type.put(e, static_cast<uint32_t>(assoc_type));
+    Entry::primary.put(e, primary);
+    Entry::count.put(e, count);
+    Entry::secondaries.init(e);
+    e.bytes(Entry::secondaries.bits_off(), bits, bitmap::kBytes);
 }
 
 // Single reply: 12 bytes not read, status, VDC id, type, primary, tag, count,
@@ -51,25 +55,25 @@ uint32_t parse_single(vlan_delete_result_t **results, uint32_t *count, uint16_t 
     *results = nullptr;
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
-    const wire::Reader r(payload, payload_len);
-    if (!r.has(12, 20))
+    const wire::Reader whole(payload, payload_len);
+    if (!whole.has(Rep::kEntriesOff, RepEntry::kHeadLen))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(28);
-    if (!has_span(r, 32, 8ull * n))
+    const wire::Reader r = whole.sub(Rep::kEntriesOff);
+    const uint32_t n = RepEntry::count.get(r);
+    if (!has_span(r, RepEntry::pairs.off, RepEntry::pairs.end(n) - RepEntry::pairs.off))
         return VLAN_MGR_ERR_TRUNCATED;
-    *vdc_id = r.u16(16);
-    *assoc_type = r.u32(18);
-    *primary_vlan = r.u32(22);
-    *assoc_tag = r.u16(26);
+    *vdc_id = RepEntry::vdc_id.get(r);
+    *assoc_type = RepEntry::type.get(r);
+    *primary_vlan = RepEntry::primary.get(r);
+    *assoc_tag = RepEntry::tag.get(r);
     *count = n;
-    if (const uint32_t st = decode_pairs(r, 32, n, results); st != VLAN_MGR_OK)
+    if (const uint32_t st = decode_pairs(r, RepEntry::pairs, n, results); st != VLAN_MGR_OK)
         return st;
-    return r.u32(12);
+    return RepEntry::status.get(r);
 }
 
 // Multi reply: cookie, status, n, then n entries from offset 12, each a
 // 20-byte head (status, VDC id, type, primary, tag, k) and k pairs.
-constexpr size_t kReplyEntryHead = 20;
 
 uint32_t parse_multi(uint16_t *vdc_id, uint32_t *cookie, uint32_t *assoc_type, uint32_t *total,
                      vlan_assoc_result_t **results, const void *payload, uint32_t payload_len)
@@ -81,50 +85,53 @@ uint32_t parse_multi(uint16_t *vdc_id, uint32_t *cookie, uint32_t *assoc_type, u
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, 12))
+    if (!r.has(0, Rep::kEntriesOff))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(8);
+    const uint32_t n = Rep::word2.get(r);
 
     // First pass: every entry head and its pairs lie inside the payload; sum
     // the pairs. Each entry takes at least 20 bytes, so a count that points
     // beyond the payload ends the pass early.
     uint64_t pairs = 0;
-    uint64_t off = 12;
+    uint64_t off = Rep::kEntriesOff;
     for (uint32_t i = 0; i < n; ++i) {
-        if (!has_span(r, off, kReplyEntryHead))
+        if (!has_span(r, off, RepEntry::kHeadLen))
             return VLAN_MGR_ERR_TRUNCATED;
-        const uint32_t k = r.u32(static_cast<size_t>(off) + 16);
-        if (!has_span(r, off + kReplyEntryHead, 8ull * k))
+        const wire::Reader e = r.sub(static_cast<size_t>(off));
+        const uint32_t k = RepEntry::count.get(e);
+        if (!has_span(e, RepEntry::pairs.off, RepEntry::pairs.end(k) - RepEntry::pairs.off))
             return VLAN_MGR_ERR_TRUNCATED;
         pairs += k;
-        off += kReplyEntryHead + 8ull * k;
+        off += RepEntry::pairs.end(k);
     }
 
-    *cookie = r.u32(0);
-    *vdc_id = n != 0 ? r.u16(16) : 0;
-    *assoc_type = n != 0 ? r.u32(18) : 0;
+    *cookie = Rep::magic.get(r);
+    const wire::Reader first = r.sub(Rep::kEntriesOff);
+    *vdc_id = n != 0 ? RepEntry::vdc_id.get(first) : 0;
+    *assoc_type = n != 0 ? RepEntry::type.get(first) : 0;
     const std::optional<size_t> size = checked_size(pairs, sizeof(vlan_assoc_result_t), 0);
     auto *out = size ? static_cast<vlan_assoc_result_t *>(std::malloc(*size)) : nullptr;
     if (out == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
 
+    using Pair = layout::config::Pair;
     size_t written = 0;
-    off = 12;
+    off = Rep::kEntriesOff;
     for (uint32_t i = 0; i < n && written < pairs; ++i) {
-        const size_t head = static_cast<size_t>(off);
-        const uint32_t k = r.u32(head + 16);
-        const uint32_t primary = r.u32(head + 10);
+        const wire::Reader e = r.sub(static_cast<size_t>(off));
+        const uint32_t k = RepEntry::count.get(e);
+        const uint32_t primary = RepEntry::primary.get(e);
         for (uint32_t j = 0; j < k; ++j, ++written) {
-            const size_t pair = head + kReplyEntryHead + 8 * size_t{j};
-            out[written] = {r.u32(pair), primary, r.u32(pair + 4)};
+            const wire::Reader pair = RepEntry::pairs.entry(e, j);
+            out[written] = {Pair::vlan_id.get(pair), primary, Pair::status.get(pair)};
         }
-        off += kReplyEntryHead + 8ull * k;
+        off += RepEntry::pairs.end(k);
     }
     // *total goes with the array, so that a failed allocation leaves the
     // caller no count to walk a NULL array with. At most payload_len / 8.
     *results = out;
     *total = static_cast<uint32_t>(pairs);
-    return r.u32(4);
+    return Rep::word1.get(r);
 }
 
 } // namespace
@@ -153,13 +160,13 @@ uint32_t vlan_association_build_mts(uint16_t vdc_id, int32_t primary_vlan, const
     if (default_vlan_set(bitmap->bits))
         return VLAN_MGR_ERR_DEFAULT_VLAN;
 
-    uint8_t *p = alloc_payload(payload, payload_len, kSingleLen);
+    uint8_t *p = alloc_payload(payload, payload_len, Req::kSingleLen);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, kSingleLen);
-    w.u32(0, kAssocMagic);
-    w.u32(4, 1);
-    write_entry(w, 8, assoc_tag, vdc_id, assoc_type, static_cast<uint32_t>(primary_vlan), bitmap->bits, count);
+    wire::Writer w(p, Req::kSingleLen);
+    Req::magic.put(w, Req::kMagic);
+    Req::n.put(w, 1);
+    write_entry(w, 0, assoc_tag, vdc_id, assoc_type, static_cast<uint32_t>(primary_vlan), bitmap->bits, count);
     return VLAN_MGR_OK;
 }
 
@@ -195,7 +202,7 @@ uint32_t vlan_association_multi_build_mts(uint16_t vdc_id, uint32_t cookie, uint
             return VLAN_MGR_ERR_INVALID_ARG;
     }
 
-    const std::optional<size_t> size = checked_size(n, kEntryLen, 8);
+    const std::optional<size_t> size = checked_size(n, Entry::kLen, Req::entries.off);
     if (!size || *size > UINT32_MAX) {
         *payload = nullptr;
         return VLAN_MGR_ERR_NO_MEMORY;
@@ -204,10 +211,10 @@ uint32_t vlan_association_multi_build_mts(uint16_t vdc_id, uint32_t cookie, uint
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
     wire::Writer w(p, *size);
-    w.u32(0, cookie);
-    w.u32(4, n);
+    Req::magic.put(w, cookie);
+    Req::n.put(w, n);
     for (uint32_t i = 0; i < n; ++i)
-        write_entry(w, 8 + size_t{kEntryLen} * i, assoc_tag, vdc_id, assoc_type, primary_vlans[i], bitmaps[i].bits,
+        write_entry(w, i, assoc_tag, vdc_id, assoc_type, primary_vlans[i], bitmaps[i].bits,
                     bitmap::count(bitmaps[i].bits));
     return VLAN_MGR_OK;
 }

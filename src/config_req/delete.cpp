@@ -1,6 +1,7 @@
 // VLAN delete and delete-range: one request and one reply under two sets of
 // names. The reply is also the type-change reply.
 #include "config_req/config_common.h"
+#include "config_req/layout.h"
 #include "frame/local_vdc.h"
 #include "frame/reply.h"
 #include "frame/report.h"
@@ -8,7 +9,8 @@
 namespace vlan_mgr::config {
 namespace {
 
-constexpr uint32_t kDeleteLen = 524;
+using Req = layout::config::DeleteRequest;
+using Rep = layout::config::DeleteReply;
 
 // `builder_name` is the exported name that a VDC mismatch report carries.
 uint32_t build_delete(const char *builder_name, uint16_t vdc_id, uint32_t count, const uint32_t *vlan_ids,
@@ -18,13 +20,13 @@ uint32_t build_delete(const char *builder_name, uint16_t vdc_id, uint32_t count,
         return VLAN_MGR_ERR_INVALID_ARG;
     if (const uint32_t st = check_local_vdc(vdc_id, builder_name); st != VLAN_MGR_OK)
         return st;
-    uint8_t *p = alloc_payload(payload, payload_len, kDeleteLen);
+    uint8_t *p = alloc_payload(payload, payload_len, Req::kLen);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, kDeleteLen); // bytes 0 and 1 are not used and go out as 0
-    w.u16(2, vdc_id);
-    w.u32(4, count);
-    write_bitmap_from_ids(w.at(8), vlan_ids, count);
+    wire::Writer w(p, Req::kLen); // bytes 0 and 1 are not used and go out as 0
+    Req::vdc_id.put(w, vdc_id);
+    Req::count.put(w, count);
+    write_bitmap_from_ids(w.at(Req::vlans.off), vlan_ids, count);
     return VLAN_MGR_OK;
 }
 
@@ -38,16 +40,16 @@ uint32_t parse_delete(vlan_delete_result_t **results, uint32_t *count, uint16_t 
     if (const auto st = common_reply_status(payload, static_cast<uint32_t>(payload_len)))
         return *st;
     const wire::Reader r(payload, payload_len < 0 ? 0 : static_cast<size_t>(payload_len));
-    if (!r.has(0, 10))
+    if (!r.has(0, Rep::pairs.off))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(6);
-    if (!has_span(r, 10, 8ull * n))
+    const uint32_t n = Rep::count.get(r);
+    if (!has_span(r, Rep::pairs.off, Rep::pairs.end(n) - Rep::pairs.off))
         return VLAN_MGR_ERR_TRUNCATED;
     *count = n;
-    *vdc_id = r.u16(4);
-    if (const uint32_t st = decode_pairs(r, 10, n, results); st != VLAN_MGR_OK)
+    *vdc_id = Rep::vdc_id.get(r);
+    if (const uint32_t st = decode_pairs(r, Rep::pairs, n, results); st != VLAN_MGR_OK)
         return st;
-    return r.u32(0);
+    return Rep::status.get(r);
 }
 
 } // namespace

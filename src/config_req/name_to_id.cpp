@@ -4,13 +4,14 @@
 #include <cstring>
 
 #include "config_req/config_common.h"
+#include "config_req/layout.h"
 #include "frame/local_vdc.h"
 #include "frame/reply.h"
 #include "frame/report.h"
 
 namespace {
-// One character fewer than a create request accepts: the two limits differ.
-constexpr size_t kNameToIdMax = 32;
+using Req = vlan_mgr::layout::config::NameToIdRequest;
+using Rep = vlan_mgr::layout::config::NameToIdReply;
 } // namespace
 
 using namespace vlan_mgr;
@@ -24,16 +25,16 @@ uint32_t vlan_name_to_id_build_mts(const char *name, const uint16_t *vdc_id, voi
         return VLAN_MGR_ERR_INVALID_ARG;
     if (const uint32_t st = check_local_vdc(*vdc_id, nullptr); st != VLAN_MGR_OK)
         return st;
-    const size_t len = strnlen(name, kNameToIdMax + 1);
-    if (len > kNameToIdMax)
+    const size_t len = strnlen(name, Req::kNameMax + 1);
+    if (len > Req::kNameMax)
         return VLAN_MGR_ERR_NAME_TOO_LONG;
-    const uint32_t size = static_cast<uint32_t>(len) + 3; // VDC id, the name, its NUL
+    const uint32_t size = static_cast<uint32_t>(len) + Req::kFixedLen; // VDC id, the name, its NUL
     uint8_t *p = alloc_payload(payload, payload_len, size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
     wire::Writer w(p, size);
-    w.u16(0, *vdc_id);
-    w.bytes(2, name, len);
+    Req::vdc_id.put(w, *vdc_id);
+    w.bytes(Req::kNameOff, name, len);
     return VLAN_MGR_OK;
 }
 
@@ -51,11 +52,11 @@ uint32_t vlan_name_to_id_parse_reply(vdc_vlan_id_t *result, const void *payload,
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, 10))
+    if (!r.has(0, Rep::kLen))
         return VLAN_MGR_ERR_TRUNCATED;
-    result->vdc_id = r.u16(4);
-    result->vlan_id = r.u32(6);
-    return r.u32(0);
+    result->vdc_id = Rep::vdc_id.get(r);
+    result->vlan_id = Rep::vlan_id.get(r);
+    return Rep::status.get(r);
 }
 
 // The VLAN id is copied out whatever the full parser returned; after a

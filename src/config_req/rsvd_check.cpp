@@ -1,10 +1,11 @@
 // The reserved-check exchange, used on the VLAN manager's side: the request
 // is parsed here and the reply built.
 #include "config_req/config_common.h"
+#include "config_req/layout.h"
 
 namespace {
-constexpr size_t kRequestLen = 12;
-constexpr uint32_t kReplyLen = 16;
+using Req = vlan_mgr::layout::config::RsvdCheckRequest;
+using Rep = vlan_mgr::layout::config::RsvdCheckReply;
 } // namespace
 
 using namespace vlan_mgr;
@@ -20,11 +21,11 @@ uint32_t vlan_mgr_vlan_rsvd_check_parse_request_pld(const void *payload, uint32_
     if (payload == nullptr || vdc_id == nullptr || check_word1 == nullptr || check_word2 == nullptr)
         return VLAN_MGR_ERR_INVALID_ARG;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, kRequestLen))
+    if (!r.has(0, Req::kLen))
         return VLAN_MGR_ERR_TRUNCATED;
-    *vdc_id = r.u16(0);
-    *check_word1 = r.u32(4);
-    *check_word2 = r.u32(8);
+    *vdc_id = Req::vdc_id.get(r);
+    *check_word1 = Req::check_word1.get(r);
+    *check_word2 = Req::check_word2.get(r);
     return VLAN_MGR_OK;
 }
 
@@ -33,15 +34,15 @@ uint32_t vlan_mgr_vlan_rsvd_check_build_reply_pld(uint16_t vdc_id, uint32_t chec
                                                   uint32_t check_result, void **payload)
 {
     *payload = nullptr;
-    void *p = std::malloc(kReplyLen);
+    void *p = std::malloc(Rep::kLen);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
     *payload = p;
-    wire::Writer w(p, kReplyLen);
-    w.u16(0, vdc_id);
-    w.u32(4, check_word1);
-    w.u32(8, check_word2);
-    w.u32(12, check_result);
+    wire::Writer w(p, Rep::kLen);
+    Rep::vdc_id.put(w, vdc_id);
+    Rep::check_word1.put(w, check_word1);
+    Rep::check_word2.put(w, check_word2);
+    Rep::check_result.put(w, check_result);
     return VLAN_MGR_OK;
 }
 }

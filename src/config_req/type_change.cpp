@@ -1,11 +1,12 @@
 // VLAN type change. The reply is the delete reply and is decoded by the
 // delete parsers.
 #include "config_req/config_common.h"
+#include "config_req/layout.h"
 #include "frame/local_vdc.h"
 
 namespace {
 
-constexpr uint32_t kTypeChangeLen = 528;
+using Req = vlan_mgr::layout::config::TypeChangeRequest;
 
 // Types that VLAN 1, the default VLAN, may not take.
 bool default_vlan_excluded(int32_t vlan_type) { return vlan_type >= 3 && vlan_type <= 5; }
@@ -37,15 +38,15 @@ uint32_t vlan_type_change_build_mts(uint16_t vdc_id, const vlan_bitmap *bitmap, 
     if (count == 0)
         return VLAN_MGR_ERR_INVALID_ARG;
 
-    uint8_t *p = alloc_payload(payload, payload_len, kTypeChangeLen);
+    uint8_t *p = alloc_payload(payload, payload_len, Req::kLen);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, kTypeChangeLen); // bytes 0 and 1 are not used and go out as 0
-    w.u16(2, vdc_id);
-    w.u32(4, static_cast<uint32_t>(vlan_type));
-    w.u32(8, count);
-    w.host_u32(12, static_cast<uint32_t>(bitmap::kBytes));
-    w.bytes(16, bitmap->bits, bitmap::kBytes);
+    wire::Writer w(p, Req::kLen); // bytes 0 and 1 are not used and go out as 0
+    Req::vdc_id.put(w, vdc_id);
+    Req::type.put(w, static_cast<uint32_t>(vlan_type));
+    Req::count.put(w, count);
+    Req::vlans.init(w);
+    w.bytes(Req::vlans.bits_off(), bitmap->bits, bitmap::kBytes);
     return VLAN_MGR_OK;
 }
 
