@@ -21,11 +21,12 @@ src=${1:?usage: check_no_hand_byte_order.sh <source dir>}
 cd "$src"
 
 shift_n='(8|16|24|32|40|48|56)'
+byte_cast='(static_cast<(uint8_t|unsigned char|char)>|\((uint8_t|unsigned char)\)|\buint8_t)'
 patterns=(
   '\b(htonl|ntohl|htons|ntohs)\b'
   'bswap'
   '\b(be|put|get)(16|32|64)\b'
-  "(static_cast<(uint8_t|unsigned char|char)>|\\((uint8_t|unsigned char)\\)|\\buint8_t)\\s*\\([^;]*>>\\s*(${shift_n}\\b|\\(\\s*${shift_n}\\s*-)"
+  "${byte_cast}\\s*\\([^;]*>>\\s*(${shift_n}\\b|\\(\\s*${shift_n}\\s*-)"
   '=\s*(24|56)\s*;\s*\w+\s*>=\s*0\s*;'
   "\\][)}]*\\s*<<\\s*${shift_n}\\b"
   '(<<|>>)\s*(24|32|40|48|56)\b'
