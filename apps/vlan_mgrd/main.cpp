@@ -515,10 +515,10 @@ int main(int argc, char **argv)
     }
 
     // After a restored start the subscribers of the previous run are told
-    // every VLAN's BD (0x5C2B per VDC) before any request is served and
-    // before the start is reported ready: by READY=1 (or the exit of the
-    // daemonizing parent) the restored state has been sent to their BD
-    // caches, and no change notification precedes it.
+    // every VLAN's BD (one VLAN_MGR_NOTIF_BD_CHANGE per VDC) before any
+    // request is served and before the start is reported ready: by READY=1
+    // (or the exit of the daemonizing parent) the restored state has been
+    // sent to their BD caches, and no change notification precedes it.
     server.publish_restart();
 
     const std::string started = "started, pid " + std::to_string(getpid()) + ", run directory " + o.run_dir +

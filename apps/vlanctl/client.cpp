@@ -1,12 +1,14 @@
 #include "client.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <map>
 
 #include <vlan_mgr/vlan_mgr.h>
 #include <vlan_mgr/opcodes.h>
+#include <vlan_mgr/internal/wire.h>
 
 #include "output.h"
 #include "printable.h"
@@ -54,13 +56,34 @@ void check_built(uint32_t status)
                        "Error: " + vlan_mgr_apps::status_text(status) + " (" + hex_word(status) + ")\n"};
 }
 
-uint32_t be32(const uint8_t *p)
-{
-    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
-           static_cast<uint32_t>(p[2]) << 8 | p[3];
-}
-
 uint32_t len_of(const std::vector<uint8_t> &reply) { return static_cast<uint32_t>(reply.size()); }
+
+// A parser's word for a reply it could not read (empty or cut short): a
+// fault of the reply, not the VLAN's outcome.
+bool reply_unreadable(uint32_t status) { return status == VLAN_MGR_ERR_NO_MEMORY || status == VLAN_MGR_ERR_TRUNCATED; }
+
+// The trunking update parser takes no length (membership.h): it must get a
+// whole reply, which is its status word and, with status 0, the fields of
+// trunking_update_result and as many trunking_update_pair as their count
+// says. 0 when the reply is whole (the parser then gives its status), else
+// the status to refuse it with: the library's word for an empty reply, or
+// VLAN_MGR_ERR_TRUNCATED.
+uint32_t trunking_reply_check(const std::vector<uint8_t> &reply)
+{
+    constexpr size_t kStatus = sizeof(uint32_t);
+    constexpr size_t kFields = kStatus + sizeof(trunking_update_result);
+    constexpr size_t kCount = kStatus + offsetof(trunking_update_result, count);
+    if (reply.empty())
+        return VLAN_MGR_ERR_NO_MEMORY;
+    const vlan_mgr::wire::Reader r(reply.data(), reply.size());
+    if (!r.has(0, kStatus))
+        return VLAN_MGR_ERR_TRUNCATED;
+    if (r.u32(0) != 0)
+        return 0;
+    if (!r.has(kCount, sizeof(uint32_t)) || (reply.size() - kFields) / sizeof(trunking_update_pair) < r.u32(kCount))
+        return VLAN_MGR_ERR_TRUNCATED;
+    return 0;
+}
 
 // Per-VLAN results of a change: refused() when any VLAN failed.
 void check_results(uint32_t overall, const std::vector<VlanFailure> &failures)
@@ -298,13 +321,8 @@ void Client::update_trunk(const vlan_mgr_apps::IfEntry &port, int32_t op, uint32
     check_built(vlan_update_port_trunking_memb_build_mts(&port.if_index, 1, &in, op, &req.data, &req.len));
     const std::vector<uint8_t> reply = t_.request(VLAN_MGR_OPC_UPDATE_PORT_TRUNKING_MEMB, req.data, req.len);
     // The parser takes no length: make sure the reply is whole first.
-    if (reply.size() < 4)
-        refused(reply.empty() ? VLAN_MGR_ERR_NO_MEMORY : VLAN_MGR_ERR_TRUNCATED);
-    const uint32_t status = be32(reply.data());
-    if (status != 0)
-        refused(status);
-    if (reply.size() < 18 || (reply.size() - 18) / 8 < be32(reply.data() + 14))
-        refused(VLAN_MGR_ERR_TRUNCATED);
+    if (const uint32_t whole = trunking_reply_check(reply); whole != 0)
+        refused(whole);
     Owned<trunking_update_result> result;
     const uint32_t st = vlan_update_port_trunking_memb_parse_reply(&result.ptr, reply.data());
     if (st != 0)
@@ -362,11 +380,11 @@ VlanView Client::vlan(uint32_t id)
     Payload req;
     check_built(vlan_get_vlan_info_build_mts(&key, &req.data, &req.len));
     const std::vector<uint8_t> reply = t_.request(VLAN_MGR_OPC_VLAN_INFO, req.data, req.len);
-    if (reply.size() != 4 && reply.size() < 62) // the parser trusts the length
-        refused(VLAN_MGR_ERR_TRUNCATED);
     vlan_info_record rec;
     std::memset(&rec, 0, sizeof rec);
     const uint32_t st = vlan_get_vlan_info_parse_reply(&rec, reply.data(), len_of(reply));
+    if (reply_unreadable(st))
+        refused(st);
     if (st != 0)
         refused(st, {{id, st}});
     std::vector<VlanView> one{view_of(id, &rec)};
@@ -384,11 +402,11 @@ std::vector<VlanView> Client::vlans()
         Payload req;
         check_built(vlan_get_vlan_info_build_mts(&key, &req.data, &req.len));
         const std::vector<uint8_t> reply = t_.request(VLAN_MGR_OPC_VLAN_INFO, req.data, req.len);
-        if (reply.size() != 4 && reply.size() < 62)
-            refused(VLAN_MGR_ERR_TRUNCATED);
         vlan_info_record rec;
         std::memset(&rec, 0, sizeof rec);
         const uint32_t st = vlan_get_vlan_info_parse_reply(&rec, reply.data(), len_of(reply));
+        if (reply_unreadable(st))
+            refused(st);
         if (st == VLAN_MGR_ERR_VLAN_NOT_CREATED)
             continue; // deleted since the listing
         if (st != 0)

@@ -21,15 +21,6 @@ namespace vlanctl {
 
 namespace {
 
-// Operation codes of the membership updates, as the manager defines them.
-constexpr uint32_t kAccessOpSetVlan = 1;    // access VLAN of the ports
-constexpr uint32_t kAccessOpVoiceVlan = 9;  // voice VLAN of the ports
-constexpr int32_t kTrunkOpSet = 2;          // allowed VLANs := the bitmap
-constexpr int32_t kTrunkOpAdd = 3;          // allowed VLANs += the bitmap
-constexpr int32_t kTrunkOpRemove = 4;       // allowed VLANs -= the bitmap
-constexpr int32_t kTrunkOpNative = 9;       // native VLAN := the record's VLAN
-constexpr int32_t kTrunkOpMode = 12;        // mode := the record's 16-bit value
-
 // The largest process id Linux hands out (PID_MAX_LIMIT on 64-bit systems).
 constexpr uint64_t kPidMax = 4194304;
 
@@ -291,17 +282,19 @@ int run(int argc, char **argv)
         else if (intf->parsed()) {
             const vlan_mgr_apps::IfEntry &port = client.port(a.port);
             if (iaccess_vlan->parsed()) {
-                client.update_access(port, kAccessOpSetVlan, vlan_arg(a.vlan));
+                client.update_access(port, VLAN_MGR_ACCESS_OP_SET_VLAN, vlan_arg(a.vlan));
             } else if (ivoice_vlan->parsed()) {
-                client.update_access(port, kAccessOpVoiceVlan, vlan_arg(a.vlan));
+                client.update_access(port, VLAN_MGR_ACCESS_OP_SET_VOICE, vlan_arg(a.vlan));
             } else if (iallowed_vlan->parsed()) {
-                const int32_t op = a.action == "add" ? kTrunkOpAdd : a.action == "remove" ? kTrunkOpRemove : kTrunkOpSet;
+                const int32_t op = a.action == "add"      ? VLAN_MGR_TRUNK_OP_ADD_ALLOWED
+                                   : a.action == "remove" ? VLAN_MGR_TRUNK_OP_REMOVE_ALLOWED
+                                                          : VLAN_MGR_TRUNK_OP_SET_ALLOWED;
                 client.update_trunk(port, op, 0, 0, vlan_list_arg(a.list));
             } else if (inative_vlan->parsed()) {
-                client.update_trunk(port, kTrunkOpNative, vlan_arg(a.vlan), 0, {});
+                client.update_trunk(port, VLAN_MGR_TRUNK_OP_SET_NATIVE, vlan_arg(a.vlan), 0, {});
             } else if (imode->parsed()) {
                 const uint16_t mode = a.mode == "trunk" ? VLAN_MGR_PORT_MODE_TRUNK : VLAN_MGR_PORT_MODE_ACCESS;
-                client.update_trunk(port, kTrunkOpMode, 0, mode, {});
+                client.update_trunk(port, VLAN_MGR_TRUNK_OP_SET_MODE, 0, mode, {});
             }
         }
         // show ...

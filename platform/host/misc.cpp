@@ -1,13 +1,14 @@
 // The host platform's small services: interface-index byte order, error
 // texts, the card's module type, transport memory release and the TLV
 // utility's error lines.
-#include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sys/uio.h>
 #include <unistd.h>
+
+#include <vlan_mgr/internal/wire.h>
 
 #include "host/host_platform.h"
 #include "tlvu.h"
@@ -75,9 +76,10 @@ void vlan_mgr_host::note_error_detail(int32_t error, const char *detail)
 
 extern "C" {
 
-// Interface indexes travel in network byte order.
-uint32_t hton_if_index(uint32_t if_index) { return htonl(if_index); }
-uint32_t ntoh_if_index(uint32_t if_index) { return ntohl(if_index); }
+// Interface indexes travel in network byte order (big-endian), converted by
+// the one byte-order codec.
+uint32_t hton_if_index(uint32_t if_index) { return vlan_mgr::wire::to_big32(if_index); }
+uint32_t ntoh_if_index(uint32_t if_index) { return vlan_mgr::wire::to_big32(if_index); }
 
 // 0 for success; errno values (1..4095) get the C library's text; the
 // platform's own words have fixed texts, followed by the detail this thread

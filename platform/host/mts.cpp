@@ -22,6 +22,7 @@
 // the parent's transport (ZeroMQ contexts do not survive fork) and starts an
 // empty one at its next open.
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -78,68 +79,69 @@ namespace {
 
 // ---- Wire header ------------------------------------------------------------
 
-constexpr uint32_t kMagic = 0x564D5453; // "VMTS"
-constexpr uint8_t kVersion1 = 1;        // 32-byte header, no deadline (still read)
-constexpr size_t kHeaderSize1 = 32;
-constexpr uint8_t kVersion = 2;         // 40 bytes: version 1 and the deadline
-constexpr size_t kHeaderSize = 40;
+namespace wire = vlan_mgr::wire;
+using Header = host::MtsHeaderLayout;
+using Topic = host::MtsTopicLayout;
+using Subscription = host::MtsSubscriptionLayout;
+using Heartbeat = host::MtsHeartbeatLayout;
+
+constexpr size_t kHeaderSize = Header::kSize;
 // Kind of a publisher's heartbeat: read by the transport, never handed out.
 constexpr uint8_t kHeartbeat = vlan_mgr_host::kMtsKindHeartbeat;
 // The topic heartbeats are published under; every subscriber takes it.
 constexpr uint32_t kHeartbeatTopic = 0xFFFFFFFF;
 
-void put32(uint8_t *p, uint32_t v)
-{
-    p[0] = static_cast<uint8_t>(v >> 24);
-    p[1] = static_cast<uint8_t>(v >> 16);
-    p[2] = static_cast<uint8_t>(v >> 8);
-    p[3] = static_cast<uint8_t>(v);
-}
-uint32_t get32(const uint8_t *p)
-{
-    return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
-}
-
-// Header, big-endian: magic (0..3), version (4), kind (5), the sender's VDC
-// id (6..7), source node (8), source SAP (12), destination SAP (16), opcode
-// (20), token (24), sequence number (28); version 2 adds the deadline (32..39,
-// 64 bits: CLOCK_REALTIME milliseconds, 0 for none).
+// Writes the header of `m`, version 2 (mts_frame.h gives its layout).
 void encode_header(uint8_t *h, const mts_msg &m)
 {
-    std::memset(h, 0, kHeaderSize);
-    put32(h, kMagic);
-    h[4] = kVersion;
-    h[5] = static_cast<uint8_t>(m.kind);
-    h[6] = static_cast<uint8_t>(m.src_vdc >> 8);
-    h[7] = static_cast<uint8_t>(m.src_vdc);
-    put32(h + 8, m.src_node);
-    put32(h + 12, m.src_sap);
-    put32(h + 16, m.dest_sap);
-    put32(h + 20, m.opcode);
-    put32(h + 24, m.token);
-    put32(h + 28, m.seq);
-    put32(h + 32, static_cast<uint32_t>(m.deadline >> 32));
-    put32(h + 36, static_cast<uint32_t>(m.deadline));
+    wire::Writer w(h, Header::kSize);
+    Header::magic.put(w, Header::kMagic);
+    Header::version.put(w, Header::kVersion);
+    Header::kind.put(w, static_cast<uint8_t>(m.kind));
+    Header::src_vdc.put(w, static_cast<uint16_t>(m.src_vdc));
+    Header::src_node.put(w, m.src_node);
+    Header::src_sap.put(w, m.src_sap);
+    Header::dest_sap.put(w, m.dest_sap);
+    Header::opcode.put(w, m.opcode);
+    Header::token.put(w, m.token);
+    Header::seq.put(w, m.seq);
+    Header::deadline.put(w, m.deadline);
 }
 
 // Reads a version 1 or 2 header of exactly its size; false (and `m`
 // unchanged) for anything else. Depends on the bytes only.
 bool decode_header(const uint8_t *h, size_t len, mts_msg &m)
 {
-    if (h == nullptr || len < kHeaderSize1 || get32(h) != kMagic ||
-        !((h[4] == kVersion1 && len == kHeaderSize1) || (h[4] == kVersion && len == kHeaderSize)) ||
-        h[5] < VLAN_MGR_HOST_MTS_REQUEST || h[5] > kHeartbeat)
+    if (h == nullptr)
         return false;
-    m.kind = h[5];
-    m.src_vdc = (uint32_t{h[6]} << 8) | h[7];
-    m.src_node = get32(h + 8);
-    m.src_sap = get32(h + 12);
-    m.dest_sap = get32(h + 16);
-    m.opcode = get32(h + 20);
-    m.token = get32(h + 24);
-    m.seq = get32(h + 28);
-    m.deadline = h[4] == kVersion ? (uint64_t{get32(h + 32)} << 32) | get32(h + 36) : 0;
+    const wire::Reader r(h, len);
+    if (!r.has(0, Header::kSize1) || Header::magic.get(r) != Header::kMagic)
+        return false;
+    const uint8_t version = Header::version.get(r), kind = Header::kind.get(r);
+    if (!((version == Header::kVersion1 && len == Header::kSize1) ||
+          (version == Header::kVersion && len == Header::kSize)) ||
+        kind < VLAN_MGR_HOST_MTS_REQUEST || kind > kHeartbeat)
+        return false;
+    m.kind = kind;
+    m.src_vdc = Header::src_vdc.get(r);
+    m.src_node = Header::src_node.get(r);
+    m.src_sap = Header::src_sap.get(r);
+    m.dest_sap = Header::dest_sap.get(r);
+    m.opcode = Header::opcode.get(r);
+    m.token = Header::token.get(r);
+    m.seq = Header::seq.get(r);
+    m.deadline = version == Header::kVersion ? Header::deadline.get(r) : 0;
     return true;
+}
+
+// The topic frame of `opcode`: a notification's first frame, and what a
+// subscriber subscribes to.
+std::array<uint8_t, Topic::kSize> topic_of(uint32_t opcode)
+{
+    std::array<uint8_t, Topic::kSize> t;
+    wire::Writer w(t.data(), t.size());
+    Topic::opcode.put(w, opcode);
+    return t;
 }
 
 mts_msg *new_msg()
@@ -763,8 +765,10 @@ uint64_t heartbeat_lost(Handle *h, const mts_msg *m)
     const auto *p = static_cast<const uint8_t *>(zmq_msg_data(const_cast<zmq_msg_t *>(&m->payload)));
     const size_t n = m->has_payload ? zmq_msg_size(const_cast<zmq_msg_t *>(&m->payload)) : 0;
     uint64_t lost = 0;
-    for (size_t off = 0; n % 8 == 0 && off + 8 <= n; off += 8) {
-        const uint32_t opcode = get32(p + off), latest = get32(p + off + 4);
+    const wire::Reader r(p, n);
+    for (size_t i = 0; n % Heartbeat::entries.stride == 0 && Heartbeat::entries.end(i + 1) <= n; ++i) {
+        const wire::Reader e = Heartbeat::entries.entry(r, i);
+        const uint32_t opcode = Heartbeat::opcode.get(e), latest = Heartbeat::latest.get(e);
         if (std::find(h->sub_opcodes.begin(), h->sub_opcodes.end(), opcode) == h->sub_opcodes.end())
             continue;
         SeqState *s = seen_of(h, m->src_node, m->src_sap, opcode);
@@ -947,16 +951,20 @@ void count_subscriptions(Handle *h)
         int n = zmq_recv(h->pub, buf, sizeof buf, ZMQ_DONTWAIT);
         if (n < 0)
             break;
-        if (n != 5 || (buf[0] != 0 && buf[0] != 1))
+        if (n != static_cast<int>(Subscription::kSize))
             continue;
-        const uint32_t opcode = get32(buf + 1);
+        const wire::Reader r(buf, Subscription::kSize);
+        const uint8_t subscribe = Subscription::subscribe.get(r);
+        if (subscribe != 0 && subscribe != 1)
+            continue;
+        const uint32_t opcode = Subscription::opcode.get(r);
         auto it = std::find_if(h->subscribers.begin(), h->subscribers.end(),
                                [opcode](const auto &p) { return p.first == opcode; });
         if (it == h->subscribers.end()) {
             h->subscribers.push_back({opcode, 0});
             it = h->subscribers.end() - 1;
         }
-        it->second += buf[0] == 1 ? 1 : -1;
+        it->second += subscribe == 1 ? 1 : -1;
     }
 }
 
@@ -1104,9 +1112,8 @@ int32_t vlan_mgr_host_mts_subscribe(uint32_t mts_handle, uint32_t node, uint32_t
         // of no use once the handle closes.
         set_int(h->sub, ZMQ_LINGER, 0);
         // Every publisher's heartbeats, read by the transport itself.
-        uint8_t topic[4];
-        put32(topic, kHeartbeatTopic);
-        if (zmq_setsockopt(h->sub, ZMQ_SUBSCRIBE, topic, sizeof topic) != 0)
+        const auto topic = topic_of(kHeartbeatTopic);
+        if (zmq_setsockopt(h->sub, ZMQ_SUBSCRIBE, topic.data(), topic.size()) != 0)
             return host::MTS_ERR_IO;
     }
     if (is_local(node))
@@ -1127,9 +1134,8 @@ int32_t vlan_mgr_host_mts_subscribe(uint32_t mts_handle, uint32_t node, uint32_t
         h->sub_to.push_back(pub);
     }
     if (std::find(h->sub_opcodes.begin(), h->sub_opcodes.end(), opcode) == h->sub_opcodes.end()) {
-        uint8_t topic[4];
-        put32(topic, opcode);
-        if (zmq_setsockopt(h->sub, ZMQ_SUBSCRIBE, topic, sizeof topic) != 0)
+        const auto topic = topic_of(opcode);
+        if (zmq_setsockopt(h->sub, ZMQ_SUBSCRIBE, topic.data(), topic.size()) != 0)
             return host::MTS_ERR_IO;
         h->sub_opcodes.push_back(opcode);
     }
@@ -1161,11 +1167,11 @@ int32_t vlan_mgr_host_mts_notify(uint32_t mts_handle, uint32_t opcode, const voi
     m.src_sap = h->sap;
     m.opcode = opcode;
     m.seq = ++it->second;
-    uint8_t topic[4], header[kHeaderSize];
-    put32(topic, opcode);
+    const auto topic = topic_of(opcode);
+    uint8_t header[kHeaderSize];
     encode_header(header, m);
-    const void *parts[] = {topic, header, payload};
-    const size_t lens[] = {sizeof topic, sizeof header, payload_len};
+    const void *parts[] = {topic.data(), header, payload};
+    const size_t lens[] = {topic.size(), sizeof header, payload_len};
     // A subscriber whose queue is full misses the message; the publisher never waits.
     return send_frames(h->pub, parts, lens, 3, now_ms() + timeout_ms());
 }
@@ -1180,10 +1186,14 @@ int32_t vlan_mgr_host_mts_heartbeat(uint32_t mts_handle)
         return host::ERR_INVALID_ARG;
     count_subscriptions(h);
     // {opcode, latest number} for every opcode published, big-endian.
-    std::vector<uint8_t> payload(h->pub_seq.size() * 8);
-    for (size_t i = 0; i < h->pub_seq.size(); ++i) {
-        put32(payload.data() + 8 * i, h->pub_seq[i].first);
-        put32(payload.data() + 8 * i + 4, h->pub_seq[i].second);
+    std::vector<uint8_t> payload(static_cast<size_t>(Heartbeat::entries.end(h->pub_seq.size())));
+    if (!payload.empty()) {
+        const wire::Writer w(payload.data(), payload.size());
+        for (size_t i = 0; i < h->pub_seq.size(); ++i) {
+            wire::Writer e = Heartbeat::entries.entry(w, i);
+            Heartbeat::opcode.put(e, h->pub_seq[i].first);
+            Heartbeat::latest.put(e, h->pub_seq[i].second);
+        }
     }
     mts_msg m{};
     m.kind = kHeartbeat;
@@ -1191,11 +1201,11 @@ int32_t vlan_mgr_host_mts_heartbeat(uint32_t mts_handle)
     m.src_vdc = sysmgr_vdc_get();
     m.src_sap = h->sap;
     m.opcode = kHeartbeatTopic;
-    uint8_t topic[4], header[kHeaderSize];
-    put32(topic, kHeartbeatTopic);
+    const auto topic = topic_of(kHeartbeatTopic);
+    uint8_t header[kHeaderSize];
     encode_header(header, m);
-    const void *parts[] = {topic, header, payload.data()};
-    const size_t lens[] = {sizeof topic, sizeof header, payload.size()};
+    const void *parts[] = {topic.data(), header, payload.data()};
+    const size_t lens[] = {topic.size(), sizeof header, payload.size()};
     return send_frames(h->pub, parts, lens, 3, now_ms());
 }
 

@@ -1,16 +1,15 @@
 #include <array>
 
 #include <vlan_mgr/frame.h>
+#include <vlan_mgr/server/common.h>
 
 #include "handlers.h"
-#include "wire_io.h"
 
 namespace vlan_mgrd {
 
 void reply_status(Reply &reply, uint32_t status)
 {
-    reply.clear();
-    WireWriter(reply).u32(status);
+    reply = vlan_mgr::server::status_payload(status);
 }
 
 bool vdc_allowed(const Request &req, uint32_t vdc_id)

@@ -39,15 +39,7 @@ void log_error(const std::string &what)
     kivo_syslog(LOG_ERR, "%%VLAN_MGR-3-STORE: %s", what.c_str());
 }
 
-VlanSet bits_of(const vlan_bitmap &b)
-{
-    VlanSet s;
-    const auto *bytes = reinterpret_cast<const uint8_t *>(&b) + 4;
-    for (uint32_t v = 0; v < 4096; ++v)
-        if (bytes[v / 8] & (0x80u >> (v % 8)))
-            s.set(v);
-    return s;
-}
+VlanSet bits_of(const vlan_bitmap &b) { return vlan_mgr::server::bits_from_wire(b.bits); }
 
 // The VDC's reserved VLANs: its configured range and VLAN 4094, and every
 // VLAN the allocation hands out to internal users. Read back through the

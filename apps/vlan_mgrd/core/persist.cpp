@@ -52,25 +52,53 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <vlan_mgr/internal/layout.h>
+#include <vlan_mgr/internal/wire.h>
+#include <vlan_mgr/server/common.h>
+
 #include "vlan_mgr_host_trust.h"
-#include "wire_io.h"
 
 namespace vlan_mgrd {
 namespace {
 
+namespace layout = vlan_mgr::layout;
+namespace wire = vlan_mgr::wire;
+
+// The header of the file and of every record of the log.
+struct StateHeader {
+    static constexpr layout::Bytes magic{0, 8};
+    static constexpr layout::U32 version{8};
+    static constexpr layout::U64 generation{12};
+    static constexpr layout::U32 body_len{20};
+    static constexpr layout::U32 crc{24};
+    static constexpr size_t kSize = crc.end();
+};
+static_assert(StateHeader::kSize == 28);
+
 constexpr char kMagic[8] = {'V', 'L', 'M', 'G', 'R', 'C', 'F', 'G'};
+static_assert(sizeof kMagic == StateHeader::magic.width);
 constexpr uint32_t kVersion = 1;
-constexpr uint32_t kHeaderSize = 28;
+constexpr size_t kHeaderSize = StateHeader::kSize;
+// The bit bytes of a VLAN set in the body (no length word).
+constexpr size_t kSetBytes = layout::Bitmap::kBitBytes;
 // The state file, its log and its lock: the manager's user alone, whatever
 // the umask (see the trust boundary in docs/manager.md).
 constexpr mode_t kStateFileMode = 0600;
 
 uint32_t crc32_update(uint32_t crc, const uint8_t *p, size_t n);
 
-// The record's CRC: header bytes 8..23, then the body.
+// Whether the header at `rec` (kHeaderSize bytes) starts with the magic.
+bool magic_ok(const uint8_t *rec)
+{
+    return std::memcmp(StateHeader::magic.get(wire::Reader(rec, kHeaderSize)), kMagic, sizeof kMagic) == 0;
+}
+
+// The record's CRC: the header from its version up to the CRC itself
+// (bytes 8..23), then the body.
 uint32_t record_crc(const uint8_t *rec, uint32_t body)
 {
-    return crc32_update(crc32_update(0, rec + 8, 16), rec + kHeaderSize, body);
+    constexpr size_t from = StateHeader::version.off, to = StateHeader::crc.off;
+    return crc32_update(crc32_update(0, rec + from, to - from), rec + kHeaderSize, body);
 }
 
 uint32_t crc32_update(uint32_t crc, const uint8_t *p, size_t n)
@@ -117,30 +145,40 @@ bool type_valid(uint32_t t)
 // A VLAN id field that may be 0 (none) or a valid VLAN.
 bool vlan_or_none(uint32_t v) { return v == 0 || Manager::vlan_valid(v); }
 
-// Sequential big-endian reads over the body, bounds-checked.
+// Sequential big-endian reads over the body, bounds-checked: a read past
+// the end yields 0 (an empty set, no bytes), fails the cursor and leaves it
+// at the end, so the decoder checks ok() once after a group of fields.
 class Cursor {
 public:
     Cursor(const uint8_t *p, uint32_t len) : r_(p, len) {}
-    uint8_t u8() { return ok() ? r_.u8(take(1)) : 0; }
-    uint16_t u16() { return ok() ? r_.u16(take(2)) : 0; }
-    uint32_t u32() { return ok() ? r_.u32(take(4)) : 0; }
-    VlanSet bitmap() { return ok() ? r_.bitmap(take(512)) : VlanSet(); }
-    const uint8_t *bytes(uint32_t n) { return ok() ? r_.bytes(take(n), n) : nullptr; }
-    bool ok() const { return r_.ok(); }
-    uint32_t left() const { return r_.size() - pos_; }
+    uint8_t u8() { return take(1) ? r_.u8(at_) : 0; }
+    uint16_t u16() { return take(2) ? r_.u16(at_) : 0; }
+    uint32_t u32() { return take(4) ? r_.u32(at_) : 0; }
+    VlanSet bitmap() { return take(kSetBytes) ? vlan_mgr::server::bits_from_wire(r_.at(at_)) : VlanSet(); }
+    const uint8_t *bytes(uint32_t n) { return take(n) ? r_.at(at_) : nullptr; }
+    bool ok() const { return ok_; }
+    uint32_t left() const { return static_cast<uint32_t>(r_.size() - pos_); }
     bool at_end() const { return pos_ == r_.size(); }
 
 private:
-    // The offset of the next n bytes; when they are not there, the read at
-    // that offset fails and the cursor stays at the end.
-    uint32_t take(uint32_t n)
+    // Takes the next n bytes (at_ is where they start); false when the
+    // cursor has failed or they are not there.
+    bool take(size_t n)
     {
-        const uint32_t at = pos_;
-        pos_ = r_.has(pos_, n) ? pos_ + n : r_.size();
-        return at;
+        if (!ok_)
+            return false;
+        if (!r_.has(pos_, n)) {
+            ok_ = false;
+            pos_ = r_.size();
+            return false;
+        }
+        at_ = pos_;
+        pos_ += n;
+        return true;
     }
-    WireReader r_;
-    uint32_t pos_ = 0;
+    wire::Reader r_;
+    size_t pos_ = 0, at_ = 0;
+    bool ok_ = true;
 };
 
 bool fail(std::string &error, const std::string &what)
@@ -154,7 +192,7 @@ bool fail(std::string &error, const std::string &what)
 void encode_vdc(const Vdc &vdc, std::vector<uint8_t> &out)
 {
     out.clear();
-    WireWriter w(out);
+    wire::Appender w(out);
     w.u16(vdc.id);
     w.u32(vdc.rsvd_start);
     w.u32(vdc.rsvd_end);
@@ -178,7 +216,7 @@ void encode_vdc(const Vdc &vdc, std::vector<uint8_t> &out)
         else
             others.push_back(static_cast<uint16_t>(v));
     }
-    w.bitmap_bits(plain);
+    vlan_mgr::server::bits_to_wire(plain, w.grow(kSetBytes));
     w.u16(static_cast<uint16_t>(others.size()));
     for (uint16_t v : others) {
         const Vlan &vl = vdc.vlans[v];
@@ -198,8 +236,8 @@ void encode_vdc(const Vdc &vdc, std::vector<uint8_t> &out)
                 if (vl.secondaries.test(s))
                     w.u16(static_cast<uint16_t>(s));
     }
-    const size_t count_at = out.size();
-    w.u16(0);
+    const size_t count_at = w.size();
+    w.u16(0); // the port count, put back below
     uint16_t nports = 0;
     for (const Port &p : vdc.ports) {
         if (port_is_default(p))
@@ -215,11 +253,10 @@ void encode_vdc(const Vdc &vdc, std::vector<uint8_t> &out)
             w.u8(1);
         } else {
             w.u8(0);
-            w.bitmap_bits(p.trunk_allowed);
+            vlan_mgr::server::bits_to_wire(p.trunk_allowed, w.grow(kSetBytes));
         }
     }
-    out[count_at] = static_cast<uint8_t>(nports >> 8);
-    out[count_at + 1] = static_cast<uint8_t>(nports);
+    w.patch_u16(count_at, nports);
 }
 
 std::vector<uint8_t> assemble_state(const Manager &m, const std::array<std::vector<uint8_t>, kVdcCount> &vdcs,
@@ -230,20 +267,19 @@ std::vector<uint8_t> assemble_state(const Manager &m, const std::array<std::vect
         size += seg.size();
     std::vector<uint8_t> out;
     out.reserve(size);
-    WireWriter w(out);
-    w.bytes(kMagic, sizeof kMagic);
-    w.u32(kVersion);
-    w.u32(static_cast<uint32_t>(generation >> 32));
-    w.u32(static_cast<uint32_t>(generation));
-    w.u32(0); // body length, patched below
-    w.u32(0); // CRC, patched below
+    out.resize(kHeaderSize); // written below, once the body is known
+    wire::Appender w(out);
     w.u32(m.autostate_disable);
     w.u8(static_cast<uint8_t>(kVdcCount));
     for (const std::vector<uint8_t> &seg : vdcs)
         w.bytes(seg.data(), seg.size());
     const uint32_t body = static_cast<uint32_t>(out.size() - kHeaderSize);
-    w.patch32(20, body);
-    w.patch32(24, record_crc(out.data(), body));
+    wire::Writer h(out.data(), kHeaderSize);
+    h.bytes(StateHeader::magic.off, kMagic, sizeof kMagic);
+    StateHeader::version.put(h, kVersion);
+    StateHeader::generation.put(h, generation);
+    StateHeader::body_len.put(h, body);
+    StateHeader::crc.put(h, record_crc(out.data(), body)); // over the fields above
     return out;
 }
 
@@ -259,17 +295,17 @@ bool decode_state(const uint8_t *data, size_t len, Manager &m, std::string &erro
 {
     if (len < kHeaderSize)
         return fail(error, "file too short for its header (" + std::to_string(len) + " bytes)");
-    if (std::memcmp(data, kMagic, sizeof kMagic) != 0)
+    if (!magic_ok(data))
         return fail(error, "not a saved VLAN manager configuration (bad magic)");
-    WireReader head(data, kHeaderSize);
-    const uint32_t version = head.u32(8);
+    const wire::Reader head(data, kHeaderSize);
+    const uint32_t version = StateHeader::version.get(head);
     if (version != kVersion)
         return fail(error, "unsupported format version " + std::to_string(version));
-    const uint32_t body = head.u32(20);
+    const uint32_t body = StateHeader::body_len.get(head);
     if (uint64_t{body} != len - kHeaderSize)
         return fail(error, "body length " + std::to_string(body) + " does not match the file size " +
                                std::to_string(len));
-    if (record_crc(data, body) != head.u32(24))
+    if (record_crc(data, body) != StateHeader::crc.get(head))
         return fail(error, "checksum mismatch (file damaged)");
 
     // Decoded into a copy; `m` changes only when the whole file is valid.
@@ -511,8 +547,7 @@ bool read_file(const std::string &path, std::vector<uint8_t> &out, bool &missing
 
 uint64_t generation_of(const uint8_t *rec)
 {
-    WireReader r(rec, kHeaderSize);
-    return (uint64_t{r.u32(12)} << 32) | r.u32(16);
+    return StateHeader::generation.get(wire::Reader(rec, kHeaderSize));
 }
 
 bool write_all(int fd, const std::vector<uint8_t> &bytes)
@@ -612,7 +647,7 @@ bool StateStore::load(Manager &m, bool &restored, std::string &error)
     size_t best_len = 0;
     uint64_t best_gen = 0;
     if (!snap_missing) {
-        if (snap.size() < kHeaderSize || std::memcmp(snap.data(), kMagic, sizeof kMagic) != 0) {
+        if (snap.size() < kHeaderSize || !magic_ok(snap.data())) {
             return fail(error, path_ + ": " +
                                    (snap.size() < kHeaderSize
                                         ? "file too short for its header (" + std::to_string(snap.size()) + " bytes)"
@@ -628,14 +663,14 @@ bool StateStore::load(Manager &m, bool &restored, std::string &error)
         if (left < kHeaderSize)
             break; // a record cut short: the last write did not finish
         const uint8_t *rec = log.data() + pos;
-        if (std::memcmp(rec, kMagic, sizeof kMagic) != 0)
+        if (!magic_ok(rec))
             return fail(error, log_path_ + ": damaged at offset " + std::to_string(pos));
-        WireReader head(rec, kHeaderSize);
-        const uint32_t body = head.u32(20);
+        const wire::Reader head(rec, kHeaderSize);
+        const uint32_t body = StateHeader::body_len.get(head);
         if (uint64_t{body} > left - kHeaderSize)
             break; // cut short
         const size_t len = kHeaderSize + size_t{body};
-        if (record_crc(rec, body) != head.u32(24)) {
+        if (record_crc(rec, body) != StateHeader::crc.get(head)) {
             if (len == left)
                 break; // the last record, not finished
             return fail(error, log_path_ + ": checksum mismatch at offset " + std::to_string(pos));

@@ -131,3 +131,45 @@ private:
 };
 
 } // namespace vlan_mgr::wire
+
+// ---- Appender ----------------------------------------------------------------
+// A byte stream whose size is known only at its end (the manager's saved
+// state): fields are appended to a std::vector in the same byte orders as
+// Writer's, and a count known only later is put back over the zeros that
+// held its place. For the programs only; the library writes through Writer.
+#include <vector>
+
+namespace vlan_mgr::wire {
+
+class Appender {
+public:
+    explicit Appender(std::vector<uint8_t> &out) : out_(out) {}
+    size_t size() const { return out_.size(); }
+    void u8(uint8_t v) { out_.push_back(v); }
+    void u16(uint16_t v) { put_u16(grow(sizeof v), 0, v); }
+    void u32(uint32_t v) { put_u32(grow(sizeof v), 0, v); }
+    void u64(uint64_t v) { put_u64(grow(sizeof v), 0, v); }
+    void host_u32(uint32_t v) { put_host_u32(grow(sizeof v), 0, v); }
+    void bytes(const void *src, size_t n)
+    {
+        if (n != 0)
+            std::memcpy(grow(n), src, n);
+    }
+    // Appends n zero bytes and returns where they start (valid until the
+    // next append): room for a field written in place, such as a bitmap.
+    uint8_t *grow(size_t n)
+    {
+        const size_t at = out_.size();
+        out_.resize(at + n);
+        return out_.data() + at;
+    }
+    // Puts a 16- or 32-bit field over bytes appended earlier, at `off` from
+    // the start of the vector.
+    void patch_u16(size_t off, uint16_t v) { put_u16(out_.data(), off, v); }
+    void patch_u32(size_t off, uint32_t v) { put_u32(out_.data(), off, v); }
+
+private:
+    std::vector<uint8_t> &out_;
+};
+
+} // namespace vlan_mgr::wire
