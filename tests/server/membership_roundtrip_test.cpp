@@ -811,23 +811,68 @@ TEST(MembershipEncode, UpdateReplyBytes)
                    {0x41, 0x10, 0x00, 0xC4}}));
 }
 
-// The TLV replies are the library builder's buffers of the same records.
-TEST(MembershipEncode, TlvReplyBytesAreTheBuildersBuffers)
+// TLV framing words are big-endian, record values host-order (these tests
+// run little-endian): the buffer's length, version 1, the type name padded to
+// 4, then per field its id, its value's length and the value; a list is one
+// attribute holding an element attribute (the list's id) per element.
+Payload le32(uint32_t v) { return {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)}; }
+Payload attr(uint32_t id, const Payload &value)
 {
-    const server::PortMemb2 e[] = {{kIfx, 2, 10, 0, 20, 0}, {5, 1, 1, 0, 0, VLAN_MGR_ERR_UNKNOWN_PORT}};
+    Payload out = cat({be32(id), be32(static_cast<uint32_t>(value.size())), value});
+    out.resize(out.size() + (4 - value.size() % 4) % 4, 0);
+    return out;
+}
+Payload tlv_head(uint32_t total, const std::string &name)
+{
+    Payload out = cat({be32(total), {1, 0, 0, static_cast<uint8_t>(name.size())}});
+    out.insert(out.end(), name.begin(), name.end());
+    out.resize(out.size() + (4 - name.size() % 4) % 4, 0);
+    return out;
+}
+
+TEST(MembershipEncode, PortMemb2ReplyBytes)
+{
+    const server::PortMemb2 e[] = {{0x0A0B0C0Du, 2, 10, 0, 20, 0}};
     Payload got;
     ASSERT_EQ(server::encode_port_memb_2_reply(e, got), 0u);
-    Owned<vlan_get_port_memb_2_rsp_t> rsp(static_cast<vlan_get_port_memb_2_rsp_t *>(
-        std::calloc(1, sizeof(vlan_get_port_memb_2_rsp_t) + 2 * sizeof(vlan_get_port_memb_2_t))));
-    rsp->count = 2;
-    rsp->data[0] = {kIfx, 2, 10, 0, 20, 0};
-    rsp->data[1] = {5, 1, 1, 0, 0, VLAN_MGR_ERR_UNKNOWN_PORT};
-    void *p = nullptr;
-    uint32_t len = 0;
-    ASSERT_EQ(vlan_build_get_port_memb_2_rsp(rsp.get(), &p, &len), 0);
-    Owned<> own(p);
-    EXPECT_EQ(got, roundtrip::bytes_of(p, len));
-    EXPECT_EQ(got.size(), server::port_memb_2_reply_size(2));
+    const Payload elem = cat({attr(3, le32(0x0A0B0C0Du)), attr(6, le32(2)), attr(7, le32(10)), attr(8, le32(0)),
+                              attr(9, le32(20)), attr(10, le32(0))});
+    EXPECT_EQ(got, cat({tlv_head(148, "vlan_get_port_memb_2_rsp_t"), attr(4, le32(0)), attr(1, le32(1)),
+                        attr(5, attr(5, elem))}));
+    EXPECT_EQ(server::port_memb_2_reply_size(1), 148u);
+
+    // An unknown port keeps the defaults 1, 1, 0, 0.
+    const server::PortMemb2 unknown[] = {{5, 1, 1, 0, 0, VLAN_MGR_ERR_UNKNOWN_PORT}};
+    ASSERT_EQ(server::encode_port_memb_2_reply(unknown, got), 0u);
+    EXPECT_EQ(Payload(got.end() - 12, got.end()), attr(10, le32(VLAN_MGR_ERR_UNKNOWN_PORT)));
+    ASSERT_EQ(server::encode_port_memb_2_reply({}, got), 0u);
+    EXPECT_EQ(got, cat({tlv_head(68, "vlan_get_port_memb_2_rsp_t"), attr(4, le32(0)), attr(1, le32(0)), attr(5, {})}));
+}
+
+TEST(MembershipEncode, PortTrunkingMemb2ReplyBytes)
+{
+    VlanBits allowed;
+    allowed.set(0); // never written: VLANs 1..4094 only
+    allowed.set(1);
+    allowed.set(4094);
+    server::PortTrunkingMemb2 e;
+    e.if_index = 0x0A0B0C0Du;
+    e.mode = 2;
+    e.native_vlan = 1;
+    e.allowed = allowed;
+    const server::PortTrunkingMemb2 one[] = {e};
+    Payload got;
+    ASSERT_EQ(server::encode_port_trunking_memb_2_reply(one, got), 0u);
+    Payload bits6 = cat({{0, 2, 0, 0}, Payload(512, 0)});
+    bits6[4] = 0x40;
+    bits6[4 + 511] = 0x02;
+    const Payload bits7 = cat({{0, 2, 0, 0}, Payload(512, 0)});
+    const Payload elem = cat({attr(3, le32(0x0A0B0C0Du)), attr(4, le32(2)), attr(5, le32(1)), attr(6, bits6),
+                              attr(7, bits7), attr(8, le32(0))});
+    EXPECT_EQ(got, cat({tlv_head(1180, "vlan_get_port_trunking_memb_2_rsp_t"), attr(0, le32(0)), attr(1, le32(1)),
+                        attr(2, attr(2, elem))}));
+    EXPECT_EQ(server::port_trunking_memb_2_reply_size(1), 1180u);
+    EXPECT_EQ(server::port_trunking_memb_2_reply_size(2), 1180u + 1104u);
 }
 
 } // namespace
