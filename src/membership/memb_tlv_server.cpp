@@ -20,6 +20,16 @@ struct FreeDeleter {
 template <typename T>
 using Owned = std::unique_ptr<T, FreeDeleter>;
 
+// Whether a payload length fits the TLV parser's 32-bit length (always, on
+// a 32-bit target).
+bool fits_u32(size_t len)
+{
+    if constexpr (sizeof(size_t) > sizeof(uint32_t))
+        return len <= UINT32_MAX;
+    else
+        return true;
+}
+
 // A zeroed record with room for `n` list elements after its fixed part.
 template <typename Rec, typename Elem>
 Owned<Rec> alloc_with_list(uint32_t n)
@@ -76,7 +86,7 @@ void put_record_bits(vlan_bitmap &field, const VlanBits &set)
 uint32_t decode_port_memb_2_request(const uint8_t *payload, size_t len, PortMemb2Request &out)
 {
     // A length of 0 would make the TLV parser trust the buffer's own length.
-    if (payload == nullptr || len == 0 || uint64_t{len} > UINT32_MAX)
+    if (payload == nullptr || len == 0 || !fits_u32(len))
         return VLAN_MGR_ERR_BAD_REQUEST;
     vlan_get_port_memb_2_req_t *rec = nullptr;
     const int32_t rc = vlan_parse_get_port_memb_2_req(payload, static_cast<uint32_t>(len), &rec);
@@ -154,7 +164,7 @@ uint32_t encode_port_trunking_memb_2_reply(std::span<const PortTrunkingMemb2> en
 
 uint32_t decode_comprgrp_memb_change(const uint8_t *payload, size_t len, ComprgrpChange &out)
 {
-    if (payload == nullptr || len == 0 || uint64_t{len} > UINT32_MAX)
+    if (payload == nullptr || len == 0 || !fits_u32(len))
         return VLAN_MGR_ERR_BAD_REQUEST;
     vlan_comprgrp_memb_change_notif_t *raw = nullptr;
     const int32_t rc = vlan_parse_comprgrp_memb_change_msg(payload, static_cast<uint32_t>(len), &raw);
