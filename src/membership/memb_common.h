@@ -1,6 +1,6 @@
-// What the port membership families share: interface indexes on the wire
-// (always through the platform's conversion, never swapped here), and the
-// builder's allocation of a payload whose size comes from a count.
+// What the port membership families share: the builder's allocation of a
+// payload whose size comes from a count. Interface indexes on the wire are
+// the layouts' IfIndex fields (membership/layout.h).
 #pragma once
 
 #include <cstddef>
@@ -12,14 +12,6 @@
 #include "vlan_mgr_platform.h"
 
 namespace vlan_mgr::memb {
-
-// An if-index goes out as hton_if_index gives it, byte for byte.
-inline void put_if_index(uint8_t *p, size_t off, uint32_t if_index)
-{
-    wire::put_host_u32(p, off, hton_if_index(if_index));
-}
-
-inline uint32_t get_if_index(const uint8_t *p, size_t off) { return ntoh_if_index(wire::get_host_u32(p, off)); }
 
 // The builder shape for a payload of extra + count * elem bytes: the length
 // is stored, then the buffer (NULL when the allocation failed). A size that

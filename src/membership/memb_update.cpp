@@ -6,20 +6,27 @@
 
 #include "frame/local_vdc.h"
 #include "frame/reply.h"
+#include "membership/layout.h"
 #include "membership/memb_common.h"
+#include <vlan_mgr/opcodes.h>
 
 namespace vlan_mgr::memb {
 namespace {
 
-constexpr size_t kTrunkingRecord = 528;
-constexpr size_t kMembInfoRecord = 532;
+namespace L = layout::memb;
 
-bool access_op_ok(uint32_t op) { return op == 1 || op == 9 || op == 13; }
+bool access_op_ok(uint32_t op)
+{
+    return op == VLAN_MGR_ACCESS_OP_SET_VLAN || op == VLAN_MGR_ACCESS_OP_SET_VOICE || op == VLAN_MGR_ACCESS_OP_REMOVE;
+}
 
 // Tested in the order the VLAN manager lists them.
-bool trunking_op_ok(int32_t op)
+bool trunking_op_ok(int32_t sop)
 {
-    return op == 9 || op == 5 || op == 3 || op == 4 || op == 2 || op == 11 || op == 12;
+    const auto op = static_cast<uint32_t>(sop);
+    return op == VLAN_MGR_TRUNK_OP_SET_NATIVE || op == VLAN_MGR_TRUNK_OP_ALLOW_ALL ||
+           op == VLAN_MGR_TRUNK_OP_ADD_ALLOWED || op == VLAN_MGR_TRUNK_OP_REMOVE_ALLOWED ||
+           op == VLAN_MGR_TRUNK_OP_SET_ALLOWED || op == VLAN_MGR_TRUNK_OP_ALLOW_NONE || op == VLAN_MGR_TRUNK_OP_SET_MODE;
 }
 
 // Trunking update reply: status, operation, VDC id, VLAN id, M, M pairs.
@@ -27,25 +34,28 @@ bool trunking_op_ok(int32_t op)
 template <typename Result, bool WithVdc>
 uint32_t parse_trunking_update(Result **result, const void *payload)
 {
+    using Rep = L::UpdateTrunkingReply;
     *result = nullptr;
-    const auto *p = static_cast<const uint8_t *>(payload);
-    const uint32_t status = wire::get_u32(p, 0);
+    // No length is known: a reader that spans what the caller vouches for.
+    const wire::Reader r(payload, SIZE_MAX);
+    const uint32_t status = Rep::status.get(r);
     if (status != 0)
         return status;
-    const uint32_t m = wire::get_u32(p, 14);
+    const uint32_t m = Rep::count.get(r);
     const std::optional<size_t> size = checked_size(m, sizeof(trunking_update_pair), sizeof(Result));
     auto *out = size ? static_cast<Result *>(std::malloc(*size)) : nullptr;
     *result = out;
     if (out == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    out->op = wire::get_u32(p, 4);
+    out->op = Rep::op.get(r);
     if constexpr (WithVdc)
-        out->vdc_id = wire::get_u16(p, 8);
-    out->vlan_id = wire::get_u32(p, 10);
+        out->vdc_id = Rep::key.vdc_id.get(r);
+    out->vlan_id = Rep::key.vlan_id.get(r);
     out->count = m;
-    const uint8_t *pair = p + 18;
-    for (uint32_t i = 0; i < m; ++i, pair += 8)
-        out->pairs[i] = {wire::get_u32(pair, 0), wire::get_u32(pair, 4)};
+    for (uint32_t i = 0; i < m; ++i) {
+        const wire::Reader pair = Rep::pairs.entry(r, i);
+        out->pairs[i] = {Rep::word_1.get(pair), Rep::word_2.get(pair)};
+    }
     return VLAN_MGR_OK;
 }
 
@@ -67,15 +77,19 @@ uint32_t vlan_update_port_memb_build_mts(const uint32_t *if_indexes, uint32_t co
     if (!access_op_ok(op))
         return VLAN_MGR_ERR_ACCESS_UPD_OP;
     size_t size = 0;
-    uint8_t *p = alloc_counted_payload(payload, payload_len, count, 4, 14, &size);
+    using Req = L::UpdateAccessRequest;
+    uint8_t *p = alloc_counted_payload(payload, payload_len, count, Req::ports.stride, Req::ports.off, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::put_u32(p, 0, op); // every byte is written
-    wire::put_u16(p, 4, key.vdc_id);
-    wire::put_u32(p, 6, key.vlan_id);
-    wire::put_u32(p, 10, count);
-    for (uint32_t i = 0; i < count; ++i)
-        put_if_index(p, 14 + 4 * size_t{i}, if_indexes[i]);
+    wire::Writer w(p, size);
+    Req::op.put(w, op);
+    Req::key.vdc_id.put(w, key.vdc_id);
+    Req::key.vlan_id.put(w, key.vlan_id);
+    Req::count.put(w, count);
+    for (uint32_t i = 0; i < count; ++i) {
+        wire::Writer e = Req::ports.entry(w, i);
+        Req::if_index.put(e, if_indexes[i]);
+    }
     return VLAN_MGR_OK;
 }
 
@@ -93,12 +107,13 @@ uint32_t vlan_update_port_memb_parse_reply(vdc_vlan_id_t *key, const void *paylo
         return VLAN_MGR_ERR_INVALID_ARG;
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
+    using Rep = L::UpdateAccessReply;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, 10))
+    if (!r.has(0, Rep::kLen))
         return VLAN_MGR_ERR_TRUNCATED;
-    key->vdc_id = r.u16(4);
-    key->vlan_id = r.u32(6);
-    return r.u32(0);
+    key->vdc_id = Rep::key.vdc_id.get(r);
+    key->vlan_id = Rep::key.vlan_id.get(r);
+    return Rep::status.get(r);
 }
 
 // The VLAN id is copied out whatever the full parser returned; without a
@@ -125,20 +140,22 @@ uint32_t vlan_update_port_trunking_memb_build_mts(const uint32_t *if_indexes, ui
     if (!trunking_op_ok(op))
         return VLAN_MGR_ERR_TRUNK_UPD_OP;
     size_t size = 0;
-    uint8_t *p = alloc_counted_payload(payload, payload_len, count, kTrunkingRecord, 8, &size);
+    using Req = L::UpdateTrunkingRequest;
+    uint8_t *p = alloc_counted_payload(payload, payload_len, count, Req::records.stride, Req::records.off, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::put_u32(p, 0, static_cast<uint32_t>(op)); // every byte is written
-    wire::put_u32(p, 4, count);
-    uint8_t *rec = p + 8;
-    for (uint32_t i = 0; i < count; ++i, rec += kTrunkingRecord) {
+    wire::Writer w(p, size);
+    Req::op.put(w, static_cast<uint32_t>(op));
+    Req::count.put(w, count);
+    for (uint32_t i = 0; i < count; ++i) {
         const auto *in = reinterpret_cast<const uint8_t *>(&records[i]);
-        wire::put_u16(rec, 0, records[i].vdc_vlan.vdc_id);
-        wire::put_u32(rec, 2, records[i].vdc_vlan.vlan_id);
-        wire::put_u16(rec, 6, records[i].id);
-        wire::put_host_u32(rec, 8, static_cast<uint32_t>(bitmap::kBytes));
-        std::memcpy(rec + 12, in + offsetof(trunking_update_input, bitmap) + 4, bitmap::kBytes);
-        put_if_index(rec, 524, if_indexes[i]);
+        wire::Writer rec = Req::records.entry(w, i);
+        Req::key.vdc_id.put(rec, records[i].vdc_vlan.vdc_id);
+        Req::key.vlan_id.put(rec, records[i].vdc_vlan.vlan_id);
+        Req::value.put(rec, records[i].id);
+        Req::bitmap.init(rec);
+        std::memcpy(Req::bitmap.bits(rec), in + offsetof(trunking_update_input, bitmap) + 4, bitmap::kBytes);
+        Req::if_index.put(rec, if_indexes[i]);
     }
     return VLAN_MGR_OK;
 }
@@ -161,20 +178,22 @@ uint32_t vlan_build_port_vlan_memb_info_mts(const port_vlan_memb_info *records, 
     if (count == 0 || records == nullptr)
         return VLAN_MGR_ERR_INVALID_ARG;
     size_t size = 0;
-    uint8_t *p = alloc_counted_payload(payload, payload_len, count, kMembInfoRecord, 4, &size);
+    using Req = L::PortVlanMembInfoRequest;
+    uint8_t *p = alloc_counted_payload(payload, payload_len, count, Req::records.stride, Req::records.off, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::put_u32(p, 0, count); // every byte is written
-    uint8_t *rec = p + 4;
-    for (uint32_t i = 0; i < count; ++i, rec += kMembInfoRecord) {
+    wire::Writer w(p, size);
+    Req::count.put(w, count);
+    for (uint32_t i = 0; i < count; ++i) {
         const port_vlan_memb_info &in = records[i];
-        put_if_index(rec, 0, in.if_index);
-        wire::put_u16(rec, 4, in.vlan_1.vdc_id);
-        wire::put_u32(rec, 6, in.vlan_1.vlan_id);
-        wire::put_u16(rec, 10, in.vlan_2.vdc_id);
-        wire::put_u32(rec, 12, in.vlan_2.vlan_id);
-        wire::put_host_u32(rec, 16, static_cast<uint32_t>(bitmap::kBytes));
-        std::memcpy(rec + 20, reinterpret_cast<const uint8_t *>(&in) + offsetof(port_vlan_memb_info, bitmap) + 4,
+        wire::Writer rec = Req::records.entry(w, i);
+        Req::if_index.put(rec, in.if_index);
+        Req::first.vdc_id.put(rec, in.vlan_1.vdc_id);
+        Req::first.vlan_id.put(rec, in.vlan_1.vlan_id);
+        Req::last.vdc_id.put(rec, in.vlan_2.vdc_id);
+        Req::last.vlan_id.put(rec, in.vlan_2.vlan_id);
+        Req::bitmap.init(rec);
+        std::memcpy(Req::bitmap.bits(rec), reinterpret_cast<const uint8_t *>(&in) + offsetof(port_vlan_memb_info, bitmap) + 4,
                     bitmap::kBytes);
     }
     return VLAN_MGR_OK;

@@ -8,6 +8,7 @@
 #include "frame/local_vdc.h"
 #include "frame/reply.h"
 #include "frame/report.h"
+#include "membership/layout.h"
 #include "membership/memb_common.h"
 
 namespace vlan_mgr::memb {
@@ -15,8 +16,8 @@ namespace {
 
 constexpr uint32_t kMinVlan = 1;
 constexpr uint32_t kMaxVlan = 4094;
-constexpr size_t kKeyEntry = 6;   // VDC id, VLAN id
-constexpr size_t kGroupHead = 10; // VDC id, VLAN id, port count
+using Req = layout::memb::PerVlanRequest;
+using Rep = layout::memb::PerVlanReply;
 
 } // namespace
 
@@ -72,14 +73,15 @@ uint32_t get_per_vlan_memb_info_build_mts(const vdc_vlan_id_t *keys, uint32_t co
             return report_first_bad_key(keys, count);
     }
     size_t size = 0;
-    uint8_t *p = alloc_counted_payload(payload, payload_len, count, kKeyEntry, 4, &size);
+    uint8_t *p = alloc_counted_payload(payload, payload_len, count, Req::keys.stride, Req::keys.off, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::put_u32(p, 0, count); // every byte is written
-    uint8_t *e = p + 4;
-    for (uint32_t i = 0; i < count; ++i, e += kKeyEntry) {
-        wire::put_u16(e, 0, keys[i].vdc_id);
-        wire::put_u32(e, 2, keys[i].vlan_id);
+    wire::Writer w(p, size);
+    Req::count.put(w, count);
+    for (uint32_t i = 0; i < count; ++i) {
+        wire::Writer e = Req::keys.entry(w, i);
+        Req::key.vdc_id.put(e, keys[i].vdc_id);
+        Req::key.vlan_id.put(e, keys[i].vlan_id);
     }
     return VLAN_MGR_OK;
 }
@@ -93,19 +95,20 @@ uint32_t get_per_vlan_memb_info_build_mts_local(const int32_t *vlan_ids, uint32_
     if (vlan_ids == nullptr || count == 0)
         return VLAN_MGR_ERR_INVALID_ARG;
     size_t size = 0;
-    uint8_t *p = alloc_counted_payload(payload, payload_len, count, kKeyEntry, 4, &size);
+    uint8_t *p = alloc_counted_payload(payload, payload_len, count, Req::keys.stride, Req::keys.off, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::put_u32(p, 0, count);
-    uint8_t *e = p + 4;
-    for (uint32_t i = 0; i < count; ++i, e += kKeyEntry) {
+    // The writer zeroes the payload first: after a bad VLAN id the rest goes
+    // out as 0.
+    wire::Writer w(p, size);
+    Req::count.put(w, count);
+    for (uint32_t i = 0; i < count; ++i) {
         const int32_t vlan_id = vlan_ids[i];
-        wire::put_u16(e, 0, vdc_id);
-        wire::put_u32(e, 2, static_cast<uint32_t>(vlan_id));
-        if (vlan_id < static_cast<int32_t>(kMinVlan) || vlan_id > static_cast<int32_t>(kMaxVlan)) {
-            std::memset(e + kKeyEntry, 0, size - (static_cast<size_t>(e - p) + kKeyEntry)); // the rest goes out as 0
+        wire::Writer e = Req::keys.entry(w, i);
+        Req::key.vdc_id.put(e, vdc_id);
+        Req::key.vlan_id.put(e, static_cast<uint32_t>(vlan_id));
+        if (vlan_id < static_cast<int32_t>(kMinVlan) || vlan_id > static_cast<int32_t>(kMaxVlan))
             return report_invalid_vlan(VLAN_MGR_ERR_INVALID_VLAN, "get_per_vlan_memb_info_build_mts_local", vlan_id);
-        }
     }
     return VLAN_MGR_OK;
 }
@@ -126,20 +129,21 @@ uint32_t parse_per_vlan(Rec **records, uint32_t *count, const void *payload, uin
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, 8))
+    if (!r.has(0, Rep::kFirstGroup))
         return VLAN_MGR_ERR_TRUNCATED;
-    const int32_t groups = static_cast<int32_t>(r.u32(4));
+    const int32_t groups = static_cast<int32_t>(Rep::groups.get(r));
 
     // A negative port count reads as a huge one and runs past the reply.
     uint64_t total = 0;
-    size_t off = 8;
+    size_t off = Rep::kFirstGroup;
     for (int32_t g = 0; g < groups; ++g) {
-        if (!r.has(off, kGroupHead))
+        if (!r.has(off, Rep::kGroupHead))
             return VLAN_MGR_ERR_TRUNCATED;
-        const uint32_t k = r.u32(off + 6);
-        if (!has_span(r, off + kGroupHead, uint64_t{k} * 4))
+        const wire::Reader group = r.sub(off);
+        const uint32_t k = Rep::count.get(group);
+        if (!has_span(group, Rep::ports.off, uint64_t{k} * Rep::ports.stride))
             return VLAN_MGR_ERR_TRUNCATED;
-        off += kGroupHead + 4 * size_t{k};
+        off += static_cast<size_t>(Rep::ports.end(k));
         total += k;
     }
     if (total == 0)
@@ -152,18 +156,17 @@ uint32_t parse_per_vlan(Rec **records, uint32_t *count, const void *payload, uin
     if (out == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
 
-    off = 8;
+    off = Rep::kFirstGroup;
     for (int32_t g = 0; g < groups; ++g) {
-        const uint8_t *head = r.at(off);
-        const uint16_t vdc_id = wire::get_u16(head, 0);
-        const uint32_t vlan_id = wire::get_u32(head, 2);
-        const uint32_t k = wire::get_u32(head, 6);
-        const uint8_t *ports = head + kGroupHead;
+        const wire::Reader group = r.sub(off);
+        const uint16_t vdc_id = Rep::key.vdc_id.get(group);
+        const uint32_t vlan_id = Rep::key.vlan_id.get(group);
+        const uint32_t k = Rep::count.get(group);
         for (uint32_t j = 0; j < k; ++j)
-            fill(*out++, vdc_id, vlan_id, get_if_index(ports, 4 * size_t{j}));
-        off += kGroupHead + 4 * size_t{k};
+            fill(*out++, vdc_id, vlan_id, Rep::if_index.get(Rep::ports.entry(group, j)));
+        off += static_cast<size_t>(Rep::ports.end(k));
     }
-    return r.u32(0);
+    return Rep::status.get(r);
 }
 
 void fill_full(vlan_port_memb &rec, uint16_t vdc_id, uint32_t vlan_id, uint32_t if_index)
@@ -239,13 +242,14 @@ uint32_t vlan_get_vlan_range_memb_info_parse_reply_local(uint32_t **if_indexes, 
     *if_indexes = nullptr;
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
+    using Range = layout::memb::VlanRangeReply;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, 10))
+    if (!r.has(0, Range::kHead))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t k = r.u32(6);
+    const uint32_t k = Range::count.get(r);
     if (k == 0)
         return VLAN_MGR_ERR_NO_ENTRIES;
-    if (!has_span(r, 10, uint64_t{k} * 4))
+    if (!has_span(r, Range::ports.off, uint64_t{k} * Range::ports.stride))
         return VLAN_MGR_ERR_TRUNCATED;
     *count = k;
     const std::optional<size_t> size = checked_size(k, 4, 0);
@@ -253,9 +257,8 @@ uint32_t vlan_get_vlan_range_memb_info_parse_reply_local(uint32_t **if_indexes, 
     *if_indexes = out;
     if (out == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    const uint8_t *ports = r.at(10);
     for (uint32_t i = 0; i < k; ++i)
-        out[i] = get_if_index(ports, 4 * size_t{i});
-    return r.u32(0);
+        out[i] = Range::if_index.get(Range::ports.entry(r, i));
+    return Range::status.get(r);
 }
 }

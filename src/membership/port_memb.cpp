@@ -6,16 +6,13 @@
 #include <cstring>
 
 #include "frame/reply.h"
+#include "membership/layout.h"
 #include "membership/memb_common.h"
 
 namespace vlan_mgr::memb {
 namespace {
 
-// Wire entry sizes of the replies.
-constexpr size_t kPortVlanEntry = 10;   // if-index, VDC id, VLAN id
-constexpr size_t kPortMembEntry = 24;   // if-index, two words, two keys
-constexpr size_t kTrunkingEntry = 1052; // if-index, key, VDC id, two bitmaps, key
-constexpr size_t kActiveTrunkingBlock = 520;
+namespace L = layout::memb;
 
 // Request: the port count, then each port's if-index. Every byte is written.
 uint32_t build_ports(const uint32_t *if_indexes, uint32_t count, void **payload, uint32_t *payload_len)
@@ -26,9 +23,13 @@ uint32_t build_ports(const uint32_t *if_indexes, uint32_t count, void **payload,
     uint8_t *p = alloc_counted_payload(payload, payload_len, count, 4, 4, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::put_u32(p, 0, count);
-    for (uint32_t i = 0; i < count; ++i)
-        put_if_index(p, 4 + 4 * size_t{i}, if_indexes[i]);
+    using Req = L::PortListRequest;
+    wire::Writer w(p, size);
+    Req::count.put(w, count);
+    for (uint32_t i = 0; i < count; ++i) {
+        wire::Writer e = Req::ports.entry(w, i);
+        Req::if_index.put(e, if_indexes[i]);
+    }
     return VLAN_MGR_OK;
 }
 
@@ -36,9 +37,9 @@ uint32_t build_ports(const uint32_t *if_indexes, uint32_t count, void **payload,
 enum class OnStatus { stop, parse };      // a non-zero reply status stops parsing, or is returned after it
 enum class OnNoMemory { reset, keep };    // the out count after a failed allocation
 
-// Status, count, then `count` entries of `Entry` bytes at offset 8, each
-// turned into one `Rec` by `fill(rec, entry)`.
-template <typename Rec, size_t Entry, OnStatus S, OnNoMemory M, typename Fill>
+// Status, count, then `count` entries of the reply layout `Rep`, each turned
+// into one `Rec` by `fill(rec, entry)`.
+template <typename Rec, typename Rep, OnStatus S, OnNoMemory M, typename Fill>
 uint32_t parse_ports(void **records, uint32_t *count, const void *payload, uint32_t payload_len, Fill fill)
 {
     if (count == nullptr || payload == nullptr)
@@ -48,17 +49,17 @@ uint32_t parse_ports(void **records, uint32_t *count, const void *payload, uint3
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, 4))
+    if (!r.has(Rep::status.off, Rep::status.width))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t status = r.u32(0);
+    const uint32_t status = Rep::status.get(r);
     if (S == OnStatus::stop && status != 0)
         return status;
-    if (!r.has(4, 4))
+    if (!r.has(Rep::count.off, Rep::count.width))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(4);
+    const uint32_t n = Rep::count.get(r);
     if (n == 0)
         return VLAN_MGR_ERR_NO_ENTRIES;
-    if (!has_span(r, 8, uint64_t{n} * Entry))
+    if (!has_span(r, Rep::entries.off, uint64_t{n} * Rep::entries.stride))
         return VLAN_MGR_ERR_TRUNCATED;
     *count = n;
     const std::optional<size_t> size = checked_size(n, sizeof(Rec), 0);
@@ -69,9 +70,8 @@ uint32_t parse_ports(void **records, uint32_t *count, const void *payload, uint3
             *count = 0;
         return VLAN_MGR_ERR_NO_MEMORY;
     }
-    const uint8_t *e = r.at(8);
-    for (uint32_t i = 0; i < n; ++i, e += Entry)
-        fill(out[i], e);
+    for (uint32_t i = 0; i < n; ++i)
+        fill(out[i], Rep::entries.entry(r, i));
     return S == OnStatus::stop ? VLAN_MGR_OK : status;
 }
 
@@ -89,59 +89,64 @@ inline uint8_t *field_at(Rec &rec, size_t off)
     return reinterpret_cast<uint8_t *>(&rec) + off;
 }
 
-void fill_port_vlan_local(port_vlan_local &rec, const uint8_t *e)
+using PV = L::PortVlanReply;
+using PM = L::PortMembReply;
+using PT = L::PortTrunkingReply;
+using PA = L::PortActiveTrunkingReply;
+
+void fill_port_vlan_local(port_vlan_local &rec, const wire::Reader &e)
 {
-    rec.if_index = get_if_index(e, 0);
-    rec.vlan_id = wire::get_u32(e, 6);
+    rec.if_index = PV::if_index.get(e);
+    rec.vlan_id = PV::vlan.vlan_id.get(e);
 }
 
-void fill_port_vdc_vlan(port_vdc_vlan &rec, const uint8_t *e)
+void fill_port_vdc_vlan(port_vdc_vlan &rec, const wire::Reader &e)
 {
-    rec.if_index = get_if_index(e, 0);
-    rec.vdc_vlan.vdc_id = wire::get_u16(e, 4);
-    rec.vdc_vlan.vlan_id = wire::get_u32(e, 6);
+    rec.if_index = PV::if_index.get(e);
+    rec.vdc_vlan.vdc_id = PV::vlan.vdc_id.get(e);
+    rec.vdc_vlan.vlan_id = PV::vlan.vlan_id.get(e);
 }
 
-void fill_port_memb_local(port_memb_local &rec, const uint8_t *e)
+void fill_port_memb_local(port_memb_local &rec, const wire::Reader &e)
 {
-    rec.if_index = get_if_index(e, 0);
-    rec.word_1 = wire::get_u32(e, 4);
-    rec.word_2 = wire::get_u32(e, 8);
-    rec.vlan_a = wire::get_u32(e, 14);
-    rec.vlan_b = wire::get_u32(e, 20);
+    rec.if_index = PM::if_index.get(e);
+    rec.word_1 = PM::word_1.get(e);
+    rec.word_2 = PM::word_2.get(e);
+    rec.vlan_a = PM::vlan_a.vlan_id.get(e);
+    rec.vlan_b = PM::vlan_b.vlan_id.get(e);
 }
 
-void fill_port_memb(port_memb &rec, const uint8_t *e)
+void fill_port_memb(port_memb &rec, const wire::Reader &e)
 {
-    rec.if_index = get_if_index(e, 0);
-    rec.word_1 = wire::get_u32(e, 4);
-    rec.word_2 = wire::get_u32(e, 8);
-    rec.vlan_a.vdc_id = wire::get_u16(e, 12);
-    rec.vlan_a.vlan_id = wire::get_u32(e, 14);
-    rec.vlan_b.vdc_id = wire::get_u16(e, 18);
-    rec.vlan_b.vlan_id = wire::get_u32(e, 20);
+    rec.if_index = PM::if_index.get(e);
+    rec.word_1 = PM::word_1.get(e);
+    rec.word_2 = PM::word_2.get(e);
+    rec.vlan_a.vdc_id = PM::vlan_a.vdc_id.get(e);
+    rec.vlan_a.vlan_id = PM::vlan_a.vlan_id.get(e);
+    rec.vlan_b.vdc_id = PM::vlan_b.vdc_id.get(e);
+    rec.vlan_b.vlan_id = PM::vlan_b.vlan_id.get(e);
 }
 
-void fill_trunking_local(port_trunking_memb_local &rec, const uint8_t *e)
+void fill_trunking_local(port_trunking_memb_local &rec, const wire::Reader &e)
 {
-    rec.if_index = get_if_index(e, 0);
-    rec.vlan_word_1 = wire::get_u32(e, 6);
-    copy_bitmap(field_at(rec, offsetof(port_trunking_memb_local, bitmap_1)), e + 18);
-    copy_bitmap(field_at(rec, offsetof(port_trunking_memb_local, bitmap_2)), e + 534);
-    rec.vlan_word_2 = wire::get_u32(e, 1048);
+    rec.if_index = PT::if_index.get(e);
+    rec.vlan_word_1 = PT::word_1.vlan_id.get(e);
+    copy_bitmap(field_at(rec, offsetof(port_trunking_memb_local, bitmap_1)), PT::bitmap_1.bits(e));
+    copy_bitmap(field_at(rec, offsetof(port_trunking_memb_local, bitmap_2)), PT::bitmap_2.bits(e));
+    rec.vlan_word_2 = PT::word_2.vlan_id.get(e);
 }
 
-void fill_trunking(port_trunking_memb &rec, const uint8_t *e)
+void fill_trunking(port_trunking_memb &rec, const wire::Reader &e)
 {
-    rec.if_index = get_if_index(e, 0);
-    rec.vdc_id_1 = wire::get_u16(e, 4);
-    rec.vlan_word_1 = wire::get_u32(e, 6);
-    rec.bitmap_vdc_id = wire::get_u16(e, 10);
+    rec.if_index = PT::if_index.get(e);
+    rec.vdc_id_1 = PT::word_1.vdc_id.get(e);
+    rec.vlan_word_1 = PT::word_1.vlan_id.get(e);
+    rec.bitmap_vdc_id = PT::bitmap_vdc_id.get(e);
     rec.reserved = 0; // not carried
-    copy_bitmap(field_at(rec, offsetof(port_trunking_memb, bitmap_1)), e + 18);
-    copy_bitmap(field_at(rec, offsetof(port_trunking_memb, bitmap_2)), e + 534);
-    rec.vdc_id_2 = wire::get_u16(e, 1046);
-    rec.vlan_word_2 = wire::get_u32(e, 1048);
+    copy_bitmap(field_at(rec, offsetof(port_trunking_memb, bitmap_1)), PT::bitmap_1.bits(e));
+    copy_bitmap(field_at(rec, offsetof(port_trunking_memb, bitmap_2)), PT::bitmap_2.bits(e));
+    rec.vdc_id_2 = PT::word_2.vdc_id.get(e);
+    rec.vlan_word_2 = PT::word_2.vlan_id.get(e);
 }
 
 // Active trunking reply: status, count N, N if-indexes, then N blocks of 520
@@ -157,15 +162,17 @@ uint32_t parse_active_trunking(uint32_t **if_indexes, uint32_t *count, void **bi
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, 8))
+    if (!r.has(0, PA::kLen))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(4);
+    const uint32_t n = PA::count.get(r);
     if (n == 0) {
         *count = 0;
         return VLAN_MGR_ERR_NO_ENTRIES;
     }
-    if (!has_span(r, 8, uint64_t{n} * (4 + kActiveTrunkingBlock)))
+    // Each port takes its index and its block (in 64 bits: no count wraps).
+    if (!has_span(r, PA::if_indexes.off, uint64_t{n} * (PA::if_indexes.stride + PA::kBlock)))
         return VLAN_MGR_ERR_TRUNCATED;
+    const layout::List blocks = PA::blocks(n);
     *count = n;
 
     const std::optional<size_t> size1 = checked_size(n, 4, 0);
@@ -185,19 +192,19 @@ uint32_t parse_active_trunking(uint32_t **if_indexes, uint32_t *count, void **bi
     }
 
     for (uint32_t i = 0; i < n; ++i)
-        ids[i] = get_if_index(r.at(8), 4 * size_t{i});
-    const uint8_t *block = r.at(8 + 4 * size_t{n});
-    for (uint32_t i = 0; i < n; ++i, block += kActiveTrunkingBlock) {
+        ids[i] = PA::if_index.get(PA::if_indexes.entry(r, i));
+    for (uint32_t i = 0; i < n; ++i) {
+        const wire::Reader block = blocks.entry(r, i);
         if constexpr (WithVdc) {
             out[i].reserved[0] = 0;
             out[i].reserved[1] = 0;
-            out[i].vdc_id = wire::get_u16(block, 2);
-            copy_bitmap(field_at(out[i], offsetof(port_active_trunking, bitmap)), block + 8);
+            out[i].vdc_id = PA::vdc_id.get(block);
+            copy_bitmap(field_at(out[i], offsetof(port_active_trunking, bitmap)), PA::bitmap.bits(block));
         } else {
-            copy_bitmap(field_at(out[i], 0), block + 8);
+            copy_bitmap(field_at(out[i], 0), PA::bitmap.bits(block));
         }
     }
-    return r.u32(0);
+    return PA::status.get(r);
 }
 
 void release_free(void *p) { std::free(p); }
@@ -244,48 +251,48 @@ uint32_t vlan_get_port_active_trunking_memb_build_mts(const uint32_t *if_indexes
 uint32_t vlan_get_port_active_memb_parse_reply_local(void **records, uint32_t *count, const void *payload,
                                                      uint32_t payload_len)
 {
-    return parse_ports<port_vlan_local, kPortVlanEntry, OnStatus::stop, OnNoMemory::reset>(
+    return parse_ports<port_vlan_local, PV, OnStatus::stop, OnNoMemory::reset>(
         records, count, payload, payload_len, fill_port_vlan_local);
 }
 
 uint32_t vlan_get_port_active_memb_parse_reply(void **records, uint32_t *count, const void *payload,
                                                uint32_t payload_len)
 {
-    return parse_ports<port_vdc_vlan, kPortVlanEntry, OnStatus::stop, OnNoMemory::reset>(
+    return parse_ports<port_vdc_vlan, PV, OnStatus::stop, OnNoMemory::reset>(
         records, count, payload, payload_len, fill_port_vdc_vlan);
 }
 
 uint32_t vlan_get_port_voice_vlan_memb_parse_reply(void **records, uint32_t *count, const void *payload,
                                                    uint32_t payload_len)
 {
-    return parse_ports<port_vdc_vlan, kPortVlanEntry, OnStatus::stop, OnNoMemory::keep>(
+    return parse_ports<port_vdc_vlan, PV, OnStatus::stop, OnNoMemory::keep>(
         records, count, payload, payload_len, fill_port_vdc_vlan);
 }
 
 uint32_t vlan_get_port_memb_parse_reply_local(void **records, uint32_t *count, const void *payload,
                                               uint32_t payload_len)
 {
-    return parse_ports<port_memb_local, kPortMembEntry, OnStatus::parse, OnNoMemory::keep>(
+    return parse_ports<port_memb_local, PM, OnStatus::parse, OnNoMemory::keep>(
         records, count, payload, payload_len, fill_port_memb_local);
 }
 
 uint32_t vlan_get_port_memb_parse_reply(void **records, uint32_t *count, const void *payload, uint32_t payload_len)
 {
-    return parse_ports<port_memb, kPortMembEntry, OnStatus::parse, OnNoMemory::keep>(records, count, payload,
+    return parse_ports<port_memb, PM, OnStatus::parse, OnNoMemory::keep>(records, count, payload,
                                                                                     payload_len, fill_port_memb);
 }
 
 uint32_t vlan_get_port_trunking_memb_parse_reply_local(void **records, uint32_t *count, const void *payload,
                                                        uint32_t payload_len)
 {
-    return parse_ports<port_trunking_memb_local, kTrunkingEntry, OnStatus::stop, OnNoMemory::keep>(
+    return parse_ports<port_trunking_memb_local, PT, OnStatus::stop, OnNoMemory::keep>(
         records, count, payload, payload_len, fill_trunking_local);
 }
 
 uint32_t vlan_get_port_trunking_memb_parse_reply(void **records, uint32_t *count, const void *payload,
                                                  uint32_t payload_len)
 {
-    return parse_ports<port_trunking_memb, kTrunkingEntry, OnStatus::stop, OnNoMemory::keep>(
+    return parse_ports<port_trunking_memb, PT, OnStatus::stop, OnNoMemory::keep>(
         records, count, payload, payload_len, fill_trunking);
 }
 

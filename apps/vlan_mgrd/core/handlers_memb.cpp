@@ -12,22 +12,9 @@
 
 #include "handlers.h"
 #include "memb_common.h"
-#include "wire_io.h"
 
 namespace vlan_mgrd {
 namespace memb {
-
-bool read_port_list(const Request &req, std::vector<uint32_t> &if_indexes)
-{
-    WireReader r(req.payload, req.len);
-    const uint32_t n = r.u32(0);
-    if (!r.ok() || n == 0 || uint64_t{req.len} != 4 + 4 * uint64_t{n})
-        return false;
-    if_indexes.resize(n);
-    for (uint32_t i = 0; i < n; ++i)
-        if_indexes[i] = read_if_index(r, 4 + 4 * i);
-    return r.ok();
-}
 
 bool find_ports(Vdc &vdc, const std::vector<uint32_t> &if_indexes, std::vector<Port *> &ports)
 {
@@ -59,21 +46,16 @@ VlanSet active_allowed(const Vdc &vdc, const Port &p)
 namespace {
 
 using namespace memb;
+namespace server = vlan_mgr::server;
 
-// Wire sizes of the replies' entries.
-constexpr uint64_t kPortVlanEntry = 10;         // if-index, VDC id, VLAN id
-constexpr uint64_t kPortMembEntry = 24;         // if-index, two words, two keys
-constexpr uint64_t kTrunkingEntry = 1052;       // if-index, key, VDC id, two bitmaps, key
-constexpr uint64_t kActiveTrunkingEntry = 524;  // if-index, then a block of 520 bytes
-
-// The common part of the five port queries: the request read, the VDC and
+// The common part of the five port queries: the request decoded, the VDC and
 // every port found, the reply known to fit. False when `reply` already holds
 // the refusal.
-bool start_port_query(Manager &m, const Request &req, Reply &reply, uint64_t entry, Vdc *&vdc,
+bool start_port_query(Manager &m, const Request &req, Reply &reply, server::PortReply kind, Vdc *&vdc,
                       std::vector<Port *> &ports)
 {
     std::vector<uint32_t> if_indexes;
-    if (!read_port_list(req, if_indexes)) {
+    if (server::decode_port_list_request(req.payload, req.len, if_indexes) != 0) {
         reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
         return false;
     }
@@ -86,15 +68,10 @@ bool start_port_query(Manager &m, const Request &req, Reply &reply, uint64_t ent
         reply_status(reply, VLAN_MGR_ERR_UNKNOWN_PORT);
         return false;
     }
-    if (8 + entry * ports.size() > kMaxReply) {
+    if (server::port_reply_size(kind, ports.size()) > kMaxReply) {
         reply_status(reply, VLAN_MGR_ERR_NOT_SUPPORTED);
         return false;
     }
-    reply.clear();
-    reply.reserve(static_cast<size_t>(8 + entry * ports.size()));
-    WireWriter w(reply);
-    w.u32(0);
-    w.u32(static_cast<uint32_t>(ports.size()));
     return true;
 }
 
@@ -110,95 +87,80 @@ uint32_t active_access_vlan(const Vdc &vdc, const Port &p)
     return v;
 }
 
-// Entry: if-index, VDC id, VLAN id.
+// Per port: the VDC id and its active access VLAN.
 void port_active_memb(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
     Vdc *vdc = nullptr;
     std::vector<Port *> ports;
-    if (!start_port_query(m, req, reply, kPortVlanEntry, vdc, ports))
+    if (!start_port_query(m, req, reply, server::PortReply::active, vdc, ports))
         return;
-    WireWriter w(reply);
-    for (const Port *p : ports) {
-        write_if_index(w, p->if_index);
-        w.u16(vdc->id);
-        w.u32(active_access_vlan(*vdc, *p));
-    }
+    std::vector<server::PortVlan> out;
+    out.reserve(ports.size());
+    for (const Port *p : ports)
+        out.push_back({p->if_index, {vdc->id, active_access_vlan(*vdc, *p)}});
+    reply = server::encode_port_vlan_reply(out);
 }
 
-// Entry: if-index, VDC id, voice VLAN (0: none).
+// Per port: the VDC id and its voice VLAN (0: none).
 void port_voice_vlan_memb(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
     Vdc *vdc = nullptr;
     std::vector<Port *> ports;
-    if (!start_port_query(m, req, reply, kPortVlanEntry, vdc, ports))
+    if (!start_port_query(m, req, reply, server::PortReply::voice, vdc, ports))
         return;
-    WireWriter w(reply);
-    for (const Port *p : ports) {
-        write_if_index(w, p->if_index);
-        w.u16(vdc->id);
-        w.u32(p->voice_vlan);
-    }
+    std::vector<server::PortVlan> out;
+    out.reserve(ports.size());
+    for (const Port *p : ports)
+        out.push_back({p->if_index, {vdc->id, p->voice_vlan}});
+    reply = server::encode_port_vlan_reply(out);
 }
 
-// Entry: if-index, word 1 = mode, word 2 = voice VLAN, VLAN A = access VLAN,
-// VLAN B = native VLAN (both with the VDC id).
+// Per port: mode, voice VLAN, access VLAN and native VLAN (both with the VDC
+// id).
 void port_memb(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
     Vdc *vdc = nullptr;
     std::vector<Port *> ports;
-    if (!start_port_query(m, req, reply, kPortMembEntry, vdc, ports))
+    if (!start_port_query(m, req, reply, server::PortReply::memb, vdc, ports))
         return;
-    WireWriter w(reply);
-    for (const Port *p : ports) {
-        write_if_index(w, p->if_index);
-        w.u32(p->mode);
-        w.u32(p->voice_vlan);
-        w.u16(vdc->id);
-        w.u32(p->access_vlan);
-        w.u16(vdc->id);
-        w.u32(p->native_vlan);
-    }
+    std::vector<server::PortMemb> out;
+    out.reserve(ports.size());
+    for (const Port *p : ports)
+        out.push_back({p->if_index, p->mode, p->voice_vlan, {vdc->id, p->access_vlan}, {vdc->id, p->native_vlan}});
+    reply = server::encode_port_memb_reply(out);
 }
 
-// Entry: if-index, VLAN word 1 = native VLAN, the bitmaps' VDC id, 2 bytes 0,
-// bitmap 1 = allowed VLANs, bitmap 2 = allowed VLANs that are active, VLAN
-// word 2 = access VLAN. Bitmaps are written whatever the port's mode.
+// Per port: the native VLAN, the allowed VLANs, those of them that are
+// active, the access VLAN. The sets are given whatever the port's mode.
 void port_trunking_memb(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
     Vdc *vdc = nullptr;
     std::vector<Port *> ports;
-    if (!start_port_query(m, req, reply, kTrunkingEntry, vdc, ports))
+    if (!start_port_query(m, req, reply, server::PortReply::trunking, vdc, ports))
         return;
-    WireWriter w(reply);
-    for (const Port *p : ports) {
-        write_if_index(w, p->if_index);
-        w.u16(vdc->id);
-        w.u32(p->native_vlan);
-        w.u16(vdc->id);
-        w.zeros(2);
-        w.bitmap(p->trunk_allowed);
-        w.bitmap(active_allowed(*vdc, *p));
-        w.u16(vdc->id);
-        w.u32(p->access_vlan);
+    std::vector<server::PortTrunking> out(ports.size());
+    for (size_t i = 0; i < ports.size(); ++i) {
+        const Port &p = *ports[i];
+        out[i] = {p.if_index, {vdc->id, p.native_vlan}, vdc->id, p.trunk_allowed, active_allowed(*vdc, p),
+                  {vdc->id, p.access_vlan}};
     }
+    reply = server::encode_port_trunking_reply(out);
 }
 
-// N if-indexes, then N blocks: 2 bytes 0, VDC id, bitmap (length word 512)
-// of the VLANs the port trunks that are active; empty for an access port.
+// Per port: the VDC id and the VLANs the port trunks that are active; none
+// for an access port.
 void port_active_trunking_memb(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
     Vdc *vdc = nullptr;
     std::vector<Port *> ports;
-    if (!start_port_query(m, req, reply, kActiveTrunkingEntry, vdc, ports))
+    if (!start_port_query(m, req, reply, server::PortReply::active_trunking, vdc, ports))
         return;
-    WireWriter w(reply);
-    for (const Port *p : ports)
-        write_if_index(w, p->if_index);
-    for (const Port *p : ports) {
-        w.zeros(2);
-        w.u16(vdc->id);
-        w.bitmap(p->mode == VLAN_MGR_PORT_MODE_TRUNK ? active_allowed(*vdc, *p) : VlanSet{});
+    std::vector<server::PortActiveTrunking> out(ports.size());
+    for (size_t i = 0; i < ports.size(); ++i) {
+        const Port &p = *ports[i];
+        out[i] = {p.if_index, vdc->id, p.mode == VLAN_MGR_PORT_MODE_TRUNK ? active_allowed(*vdc, p) : VlanSet{}};
     }
+    reply = server::encode_port_active_trunking_reply(out);
 }
 
 // ---- Per-VLAN queries ---------------------------------------------------------
@@ -215,26 +177,22 @@ bool is_member(const Vdc &vdc, const Port &p, uint32_t v, Members kind)
     return vdc.port_vlans(p, false).test(v);
 }
 
-// Request: N, then N keys (VDC id, VLAN id), exactly 4 + 6 * N bytes. Reply:
-// status, G = N, then per key in order its VDC id, VLAN id, K and the K
-// member ports in interface-table order.
+// Per key, in request order: the key with the VDC's id and the member ports
+// in interface-table order. Every key is checked (its VDC, then its VLAN id)
+// before anything is looked up.
 void per_vlan_query(Manager &m, const Request &req, Reply &reply, Members kind)
 {
-    WireReader r(req.payload, req.len);
-    const uint32_t n = r.u32(0);
-    if (!r.ok() || n == 0 || uint64_t{req.len} != 4 + 6 * uint64_t{n}) {
+    std::vector<server::VdcVlan> keys;
+    if (server::decode_per_vlan_request(req.payload, req.len, keys) != 0) {
         reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
         return;
     }
-    std::vector<uint32_t> vlans(n);
-    for (uint32_t i = 0; i < n; ++i) {
-        const uint16_t vdc_id = r.u16(4 + 6 * i);
-        vlans[i] = r.u32(4 + 6 * i + 2);
-        if (!vdc_allowed(req, vdc_id)) {
+    for (const server::VdcVlan &k : keys) {
+        if (!vdc_allowed(req, k.vdc_id)) {
             reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
             return;
         }
-        if (!Manager::vlan_valid(vlans[i])) {
+        if (!Manager::vlan_valid(k.vlan_id)) {
             reply_status(reply, VLAN_MGR_ERR_INVALID_VLAN);
             return;
         }
@@ -244,33 +202,22 @@ void per_vlan_query(Manager &m, const Request &req, Reply &reply, Members kind)
     // Which ports belong to each VLAN, once per VLAN id, in table order.
     std::vector<std::vector<uint32_t>> members(kVlanMax + 1);
     std::array<bool, kVlanMax + 1> done{};
-    uint64_t size = 8;
-    for (uint32_t v : vlans) {
+    std::vector<server::PerVlanGroup> groups(keys.size());
+    for (size_t i = 0; i < keys.size(); ++i) {
+        const uint32_t v = keys[i].vlan_id;
         if (!done[v]) {
             done[v] = true;
             for (const Port &p : vdc.ports)
                 if (is_member(vdc, p, v, kind))
                     members[v].push_back(p.if_index);
         }
-        size += 10 + 4 * uint64_t{members[v].size()};
-        if (size > kMaxReply) {
-            reply_status(reply, VLAN_MGR_ERR_NOT_SUPPORTED);
-            return;
-        }
+        groups[i] = {{vdc.id, v}, members[v]};
     }
-
-    reply.clear();
-    reply.reserve(static_cast<size_t>(size));
-    WireWriter w(reply);
-    w.u32(0);
-    w.u32(n);
-    for (uint32_t v : vlans) {
-        w.u16(vdc.id);
-        w.u32(v);
-        w.u32(static_cast<uint32_t>(members[v].size()));
-        for (uint32_t if_index : members[v])
-            write_if_index(w, if_index);
+    if (server::per_vlan_reply_size(groups) > kMaxReply) {
+        reply_status(reply, VLAN_MGR_ERR_NOT_SUPPORTED);
+        return;
     }
+    reply = server::encode_per_vlan_reply(groups);
 }
 
 void per_vlan_trunking_memb(Manager &m, const Request &req, Reply &reply, ChangeSet &)
@@ -290,48 +237,38 @@ void per_vlan_memb(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 
 // ---- Port VLAN membership info -----------------------------------------------
 
-constexpr uint32_t kMembInfoRecord = 532;
-
-// Request: N, then N records of 532 bytes: if-index, first key (VDC id, VLAN
-// id), second key, bitmap length, bitmap. Each record asks whether its port
-// carries any VLAN of the range first..second (both VLAN ids 0: no range) or
-// of the bitmap. Reply: status, the VDC id, K, then the if-indexes of the K
-// records whose answer is yes, in request order.
+// Each record asks whether its port carries any VLAN of the range
+// first..last (both VLAN ids 0: no range) or of the bitmap (ids 0 and 4095
+// ignored). Reply: the VDC id and the ports of the records answered yes, in
+// request order.
 void port_vlan_memb_info(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
-    WireReader r(req.payload, req.len);
-    const uint32_t n = r.u32(0);
-    if (!r.ok() || n == 0 || uint64_t{req.len} != 4 + kMembInfoRecord * uint64_t{n}) {
+    std::vector<server::PortVlanMembInfo> recs;
+    if (server::decode_port_vlan_memb_info_request(req.payload, req.len, recs) != 0) {
         reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
         return;
     }
-    std::vector<uint32_t> if_indexes(n);
-    std::vector<VlanSet> asked(n);
-    for (uint32_t i = 0; i < n; ++i) {
-        const uint32_t at = 4 + kMembInfoRecord * i;
-        if_indexes[i] = read_if_index(r, at);
-        const uint16_t vdc_1 = r.u16(at + 4), vdc_2 = r.u16(at + 10);
-        const uint32_t first = r.u32(at + 6), last = r.u32(at + 12);
-        if (!vdc_allowed(req, vdc_1) || !vdc_allowed(req, vdc_2)) {
+    std::vector<uint32_t> if_indexes(recs.size());
+    std::vector<VlanSet> asked(recs.size());
+    for (size_t i = 0; i < recs.size(); ++i) {
+        const server::PortVlanMembInfo &rec = recs[i];
+        if_indexes[i] = rec.if_index;
+        if (!vdc_allowed(req, rec.first.vdc_id) || !vdc_allowed(req, rec.last.vdc_id)) {
             reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
             return;
         }
+        const uint32_t first = rec.first.vlan_id, last = rec.last.vlan_id;
         const bool no_range = first == 0 && last == 0;
         if (!no_range && !(Manager::vlan_valid(first) && Manager::vlan_valid(last) && first <= last)) {
             reply_status(reply, VLAN_MGR_ERR_INVALID_VLAN);
             return;
         }
-        // The length word at +16 is the sender's 512 in its own byte order.
-        asked[i] = r.bitmap(at + 20);
+        asked[i] = rec.vlans;
         asked[i].reset(0);
         asked[i].reset(4095);
         if (!no_range)
             for (uint32_t v = first; v <= last; ++v)
                 asked[i].set(v);
-    }
-    if (!r.ok()) {
-        reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
-        return;
     }
     Vdc &vdc = m.vdc(req.src_vdc);
     std::vector<Port *> ports;
@@ -339,18 +276,11 @@ void port_vlan_memb_info(Manager &m, const Request &req, Reply &reply, ChangeSet
         reply_status(reply, VLAN_MGR_ERR_UNKNOWN_PORT);
         return;
     }
-    reply.clear();
-    WireWriter w(reply);
-    w.u32(0);
-    w.u16(vdc.id);
-    w.u32(0); // K, known at the end
-    uint32_t k = 0;
-    for (uint32_t i = 0; i < n; ++i)
-        if ((vdc.port_vlans(*ports[i], false) & asked[i]).any()) {
-            write_if_index(w, ports[i]->if_index);
-            ++k;
-        }
-    w.patch32(6, k);
+    std::vector<uint32_t> yes;
+    for (size_t i = 0; i < recs.size(); ++i)
+        if ((vdc.port_vlans(*ports[i], false) & asked[i]).any())
+            yes.push_back(ports[i]->if_index);
+    reply = server::encode_vlan_range_memb_reply(vdc.id, yes);
 }
 
 const HandlerEntry kMembershipHandlers[] = {

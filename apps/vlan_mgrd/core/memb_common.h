@@ -1,8 +1,8 @@
-// What the port membership handlers share: reading a port list from a
-// request, writing interface indexes, the largest reply the transport
-// carries, and the handlers of the three groups (queries in
-// handlers_memb.cpp, updates in memb_update.cpp, TLV messages in
-// memb_tlv.cpp).
+// What the port membership handlers share: the largest reply the transport
+// carries, the ports of a request looked up, and the handlers of the three
+// groups (queries in handlers_memb.cpp, updates in memb_update.cpp, TLV
+// messages in memb_tlv.cpp). Requests are decoded and replies encoded by
+// vlan_mgr::server (include/vlan_mgr/server/membership.h).
 #ifndef VLAN_MGRD_MEMB_COMMON_H
 #define VLAN_MGRD_MEMB_COMMON_H
 
@@ -10,11 +10,10 @@
 #include <vector>
 
 #include <vlan_mgr/membership.h>
-#include <vlan_mgr_platform.h>
+#include <vlan_mgr/server/membership.h>
 
 #include "handlers.h"
 #include "state.h"
-#include "wire_io.h"
 
 namespace vlan_mgrd::memb {
 
@@ -23,18 +22,9 @@ namespace vlan_mgrd::memb {
 // built: the client asks again for fewer ports or VLANs.
 inline constexpr uint64_t kMaxReply = 16u * 1024u * 1024u;
 
-// Interface indexes on the wire pass through the platform's conversion.
-inline uint32_t read_if_index(WireReader &r, uint32_t off) { return ntoh_if_index(r.host32(off)); }
-inline void write_if_index(WireWriter &w, uint32_t if_index) { w.host32(hton_if_index(if_index)); }
-
 // The VDC a request without a VDC id acts on: the requester's own. False
 // when the requester's VDC is not one of 1..5.
 inline bool own_vdc(const Request &req) { return Manager::vdc_valid(req.src_vdc); }
-
-// The port list request of the port queries: N, then N interface indexes,
-// exactly 4 + 4 * N bytes with N >= 1. False when the payload is shorter,
-// longer or names no port.
-bool read_port_list(const Request &req, std::vector<uint32_t> &if_indexes);
 
 // Looks up every port of `if_indexes` in `vdc`; false when one is unknown.
 bool find_ports(Vdc &vdc, const std::vector<uint32_t> &if_indexes, std::vector<Port *> &ports);
