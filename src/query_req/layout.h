@@ -122,4 +122,14 @@ struct ReserveRecord {
     static constexpr U32 word2{1040};
 };
 
+// What the manager checks of a TLV-framed query before the TLV utility sees
+// it: the buffer's own total length (big-endian, header included) must be
+// the payload's length, and the header is at least 8 bytes. The utility
+// trusts a buffer whose length it is told is 0, so a short buffer never
+// reaches it.
+struct TlvRequest {
+    static constexpr U32 total{0};
+    static constexpr uint32_t kHeaderMin = 8;
+};
+
 } // namespace vlan_mgr::layout::query
