@@ -13,21 +13,16 @@
 #include "frame/payload.h"
 #include "frame/reply.h"
 #include "frame/report.h"
+#include "query_req/layout.h"
 
 namespace vlan_mgr::query {
 namespace {
 
-constexpr uint32_t kAllLen = 6;
-constexpr uint32_t kRangeLen = 522;
-
-// Reply groups: VDC id (2), record count R (4), then R records of 22 bytes.
-// The VLAN manager reserves 36 + 132·R bytes per group, so the next group
-// starts that far from the current one.
-constexpr size_t kGroupsOff = 4;
-constexpr size_t kGroupHead = 6;
-constexpr uint64_t kWireRecord = 22;
-constexpr uint64_t kGroupFixed = 36;
-constexpr uint64_t kGroupPerRecord = 132;
+using AllReq = layout::query::AllCreatedRequest;
+using RangeReq = layout::query::RangeCreatedRequest;
+using Rep = layout::query::CreatedReply;
+using Group = layout::query::CreatedGroup;
+using Rec = layout::query::CreatedRecord;
 
 // The checks the two listing builders share: exactly one VDC id, and it is
 // the caller's own.
@@ -48,16 +43,16 @@ uint32_t check_vdc_list(const uint16_t *vdc_ids, uint32_t num_entries)
 // Every byte of the result record is written: the aligned record's padding
 // is cleared with the record, so the array needs no clearing pass of its own.
 template <typename Record>
-void decode_record(Record &o, const uint8_t *rec)
+void decode_record(Record &o, const wire::Reader &rec)
 {
     if constexpr (requires { o.vdc_id; })
         std::memset(static_cast<void *>(&o), 0, sizeof o);
-    o.vlan_id = wire::get_u32(rec, 0);
-    o.attr2 = wire::get_u32(rec, 4);
-    o.bd_id = wire::get_u16(rec, 8);
-    o.attr4 = wire::get_u32(rec, 10);
-    o.attr5 = wire::get_u32(rec, 14);
-    o.attr6 = wire::get_u32(rec, 18);
+    o.vlan_id = Rec::vlan_id.get(rec);
+    o.attr2 = Rec::attr2.get(rec);
+    o.bd_id = Rec::bd_id.get(rec);
+    o.attr4 = Rec::attr4.get(rec);
+    o.attr5 = Rec::attr5.get(rec);
+    o.attr6 = Rec::attr6.get(rec);
 }
 
 template <typename Record>
@@ -70,9 +65,9 @@ uint32_t parse_created(Record **records, uint32_t *count, const void *payload, u
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, kGroupsOff))
+    if (!r.has(0, Rep::kGroupsOff))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t groups = r.u32(0);
+    const uint32_t groups = Rep::groups.get(r);
     if (groups == 0)
         return VLAN_MGR_ERR_NO_VLANS;
 
@@ -81,15 +76,16 @@ uint32_t parse_created(Record **records, uint32_t *count, const void *payload, u
     // the offset on by at least 36 bytes, so a count of groups beyond the
     // reply ends the walk at the first group outside it.
     uint64_t total = 0;
-    uint64_t off = kGroupsOff;
+    uint64_t off = Rep::kGroupsOff;
     for (uint32_t g = 0; g < groups; ++g) {
-        if (!has_span(r, off, kGroupHead))
+        if (!has_span(r, off, Group::kHead))
             return VLAN_MGR_ERR_TRUNCATED;
-        const uint32_t n = r.u32(static_cast<size_t>(off) + 2);
-        if (!has_span(r, off + kGroupHead, kWireRecord * n))
+        const wire::Reader group = r.sub(static_cast<size_t>(off));
+        const uint32_t n = Group::count.get(group);
+        if (!has_span(group, Group::records.off, Group::records.end(n) - Group::records.off))
             return VLAN_MGR_ERR_TRUNCATED;
         total += n;
-        off += kGroupFixed + kGroupPerRecord * n;
+        off += Rep::group_size(n);
     }
     if (total == 0)
         return VLAN_MGR_ERR_NO_VLANS;
@@ -102,20 +98,19 @@ uint32_t parse_created(Record **records, uint32_t *count, const void *payload, u
 
     // Second pass: the records in reply order, each followed by its cache
     // update (ignored while the cache is off).
-    off = kGroupsOff;
+    off = Rep::kGroupsOff;
     for (uint32_t g = 0; g < groups; ++g) {
-        const size_t group = static_cast<size_t>(off);
-        const uint16_t vdc_id = r.u16(group);
-        const uint32_t n = r.u32(group + 2);
-        const uint8_t *rec = r.at(group + kGroupHead);
-        for (uint32_t i = 0; i < n; ++i, rec += kWireRecord) {
+        const wire::Reader group = r.sub(static_cast<size_t>(off));
+        const uint16_t vdc_id = Group::vdc_id.get(group);
+        const uint32_t n = Group::count.get(group);
+        for (uint32_t i = 0; i < n; ++i) {
             Record &o = *out++;
-            decode_record(o, rec);
+            decode_record(o, Group::records.entry(group, i));
             if constexpr (requires { o.vdc_id; })
                 o.vdc_id = vdc_id;
             vlan_mgr_set_bd_cache_entry(vdc_id, o.vlan_id, o.bd_id);
         }
-        off += kGroupFixed + kGroupPerRecord * n;
+        off += Rep::group_size(n);
     }
     return VLAN_MGR_OK;
 }
@@ -133,12 +128,12 @@ uint32_t vlan_get_all_created_vlan_build_mts(const uint16_t *vdc_ids, uint32_t n
 {
     if (const uint32_t st = check_vdc_list(vdc_ids, num_entries); st != VLAN_MGR_OK)
         return st;
-    uint8_t *p = alloc_payload(payload, payload_len, kAllLen);
+    uint8_t *p = alloc_payload(payload, payload_len, AllReq::kLen);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, kAllLen);
-    w.u32(0, 1);
-    w.u16(4, vdc_ids[0]);
+    wire::Writer w(p, AllReq::kLen);
+    AllReq::num.put(w, 1);
+    AllReq::vdc_id.put(w, vdc_ids[0]);
     return VLAN_MGR_OK;
 }
 
@@ -155,14 +150,14 @@ uint32_t vlan_get_range_created_vlan_build_mts(const uint16_t *vdc_ids, uint32_t
 {
     if (const uint32_t st = check_vdc_list(vdc_ids, num_entries); st != VLAN_MGR_OK)
         return st;
-    uint8_t *p = alloc_payload(payload, payload_len, kRangeLen);
+    uint8_t *p = alloc_payload(payload, payload_len, RangeReq::kLen);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, kRangeLen);
-    w.u32(0, 1);
-    w.host_u32(4, VLAN_MGR_BITMAP_BYTES);
-    w.bytes(8, bitmap->bits, VLAN_MGR_BITMAP_BYTES);
-    w.u16(520, vdc_ids[0]);
+    wire::Writer w(p, RangeReq::kLen);
+    RangeReq::num.put(w, 1);
+    RangeReq::vlans.init(w);
+    w.bytes(RangeReq::vlans.bits_off(), bitmap->bits, VLAN_MGR_BITMAP_BYTES);
+    RangeReq::vdc_id.put(w, vdc_ids[0]);
     return VLAN_MGR_OK;
 }
 

@@ -12,17 +12,14 @@
 #include "frame/payload.h"
 #include "frame/reply.h"
 #include "frame/report.h"
+#include "query_req/layout.h"
 
 namespace vlan_mgr::query {
 namespace {
 
-constexpr uint32_t kRequestLen = 10;
-constexpr size_t kRecordsOff = 8;
-constexpr size_t kWireRecord = 1044;
-
-// Wire record: 2 unused bytes, VDC id, bitmap 1 (length word, 512 bytes),
-// bitmap 2 (the same), word 1, word 2. The length words are not read.
-constexpr size_t kVdcOff = 2, kBits1Off = 8, kBits2Off = 524, kWord1Off = 1036, kWord2Off = 1040;
+using Req = layout::query::ReserveRequest;
+using Rep = layout::query::ReserveReply;
+using Rec = layout::query::ReserveRecord;
 
 void copy_bitmap(vlan_bitmap &dst, const uint8_t *bits)
 {
@@ -43,13 +40,13 @@ uint32_t parse_reserve(Record **records, uint32_t *count, uint32_t *status, cons
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, kRecordsOff))
+    if (!r.has(0, Rep::records.off))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(4);
-    if (!has_span(r, kRecordsOff, uint64_t{kWireRecord} * n))
+    const uint32_t n = Rep::count.get(r);
+    if (!has_span(r, Rep::records.off, Rep::records.end(n) - Rep::records.off))
         return VLAN_MGR_ERR_TRUNCATED;
     *count = n;
-    *status = r.u32(0);
+    *status = Rep::status.get(r);
     const auto size = checked_size(n, sizeof(Record), 0);
     if (size && *size == 0)
         return VLAN_MGR_ERR_NO_VLANS;
@@ -57,18 +54,19 @@ uint32_t parse_reserve(Record **records, uint32_t *count, uint32_t *status, cons
     *records = out;
     if (out == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
+    // The bitmaps' length words are not read.
     for (uint32_t i = 0; i < n; ++i) {
-        const uint8_t *rec = r.at(kRecordsOff + kWireRecord * i);
+        const wire::Reader rec = Rep::records.entry(r, i);
         Record &o = out[i];
         if constexpr (requires { o.vdc_id; }) {
             o.unused[0] = 0;
             o.unused[1] = 0;
-            o.vdc_id = wire::get_u16(rec, kVdcOff);
+            o.vdc_id = Rec::vdc_id.get(rec);
         }
-        copy_bitmap(o.bitmap1, rec + kBits1Off);
-        copy_bitmap(o.bitmap2, rec + kBits2Off);
-        o.word1 = wire::get_u32(rec, kWord1Off);
-        o.word2 = wire::get_u32(rec, kWord2Off);
+        copy_bitmap(o.bitmap1, Rec::bitmap1.bits(rec));
+        copy_bitmap(o.bitmap2, Rec::bitmap2.bits(rec));
+        o.word1 = Rec::word1.get(rec);
+        o.word2 = Rec::word2.get(rec);
     }
     return VLAN_MGR_OK;
 }
@@ -93,13 +91,13 @@ uint32_t vlan_get_reserve_vlan_info_build_mts(const uint16_t *vdc_ids, int32_t n
     const uint16_t vdc_id = vdc_ids[0];
     if (const uint32_t st = check_local_vdc(vdc_id, nullptr); st != VLAN_MGR_OK)
         return st;
-    uint8_t *p = alloc_payload(payload, payload_len, kRequestLen);
+    uint8_t *p = alloc_payload(payload, payload_len, Req::kLen);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, kRequestLen);
-    w.u32(0, query);
-    w.u32(4, 1);
-    w.u16(8, vdc_id);
+    wire::Writer w(p, Req::kLen);
+    Req::query.put(w, query);
+    Req::num.put(w, 1);
+    Req::vdc_id.put(w, vdc_id);
     return VLAN_MGR_OK;
 }
 

@@ -8,14 +8,14 @@
 #include "frame/payload.h"
 #include "frame/reply.h"
 #include "frame/report.h"
+#include "query_req/layout.h"
 
 namespace vlan_mgr::query {
 namespace {
 
-constexpr uint32_t kRequestLen = 6;
-constexpr size_t kEntriesOff = 12;
-// Attribute 7 lists (VLAN id, value) pairs; every other attribute VLAN ids.
-constexpr uint32_t kValueAttr = 7;
+using Req = layout::query::AttrRequest;
+using Rep = layout::query::AttrReply;
+using Entry = layout::query::AttrEntry;
 
 } // namespace
 } // namespace vlan_mgr::query
@@ -36,14 +36,14 @@ uint32_t vlan_get_vlans_for_attr_value_build_mts(uint16_t vdc_id, int32_t attr, 
         return VLAN_MGR_ERR_INVALID_ARG;
     if (attr < 1 || attr > 21)
         return VLAN_MGR_ERR_INVALID_ATTR;
-    uint8_t *p = alloc_payload(payload, payload_len, kRequestLen);
+    uint8_t *p = alloc_payload(payload, payload_len, Req::kLen);
     if (p == nullptr) {
         *payload_len = 0;
         return VLAN_MGR_ERR_NO_MEMORY;
     }
-    wire::Writer w(p, kRequestLen);
-    w.u16(0, vdc_id);
-    w.u32(2, static_cast<uint32_t>(attr));
+    wire::Writer w(p, Req::kLen);
+    Req::vdc_id.put(w, vdc_id);
+    Req::attr.put(w, static_cast<uint32_t>(attr));
     return VLAN_MGR_OK;
 }
 
@@ -66,13 +66,14 @@ uint32_t vlan_get_vlans_for_attr_value_parse_reply(uint32_t *attr, uint32_t *cou
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, kEntriesOff))
+    if (!r.has(0, Rep::kEntriesOff))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t status = r.u32(0);
-    const uint32_t echoed = r.u32(4);
-    const uint32_t n = r.u32(8);
-    const uint64_t stride = echoed == kValueAttr ? 8 : 4;
-    if (status == 0 && !has_span(r, kEntriesOff, stride * n))
+    const uint32_t status = Rep::status.get(r);
+    const uint32_t echoed = Rep::attr.get(r);
+    const uint32_t n = Rep::count.get(r);
+    // Attribute 7 lists (VLAN id, value) pairs; every other attribute VLAN ids.
+    const layout::List entries = Rep::entries(echoed);
+    if (status == 0 && !has_span(r, entries.off, entries.end(n) - entries.off))
         return VLAN_MGR_ERR_TRUNCATED;
     *attr = echoed;
     *count = n;
@@ -85,13 +86,14 @@ uint32_t vlan_get_vlans_for_attr_value_parse_reply(uint32_t *attr, uint32_t *cou
         return VLAN_MGR_ERR_NO_MEMORY;
     // Each entry is written whole: fields that are not decoded (the value of
     // other attributes, the last two bytes of every entry) are 0.
-    const uint8_t *e = r.at(kEntriesOff);
-    if (echoed == kValueAttr) {
-        for (uint32_t i = 0; i < n; ++i, e += 8)
-            out[i] = vlan_attr_entry{wire::get_u32(e, 0), static_cast<uint16_t>(wire::get_u32(e, 4)), {0, 0}};
+    if (echoed == Rep::kValueAttr) {
+        for (uint32_t i = 0; i < n; ++i) {
+            const wire::Reader e = entries.entry(r, i);
+            out[i] = vlan_attr_entry{Entry::vlan_id.get(e), static_cast<uint16_t>(Entry::value.get(e)), {0, 0}};
+        }
     } else {
-        for (uint32_t i = 0; i < n; ++i, e += 4)
-            out[i] = vlan_attr_entry{wire::get_u32(e, 0), 0, {0, 0}};
+        for (uint32_t i = 0; i < n; ++i)
+            out[i] = vlan_attr_entry{Entry::vlan_id.get(entries.entry(r, i)), 0, {0, 0}};
     }
     return VLAN_MGR_OK;
 }

@@ -6,6 +6,7 @@
 #include <vlan_mgr/query_req.h>
 
 #include "frame/local_vdc.h"
+#include "query_req/layout.h"
 #include "frame/payload.h"
 #include "frame/reply.h"
 #include "frame/report.h"
@@ -13,10 +14,8 @@
 namespace vlan_mgr::query {
 namespace {
 
-constexpr uint32_t kRequestLen = 6;
-constexpr uint32_t kReplyLen = 62;
-constexpr size_t kNameOff = 30;
-constexpr size_t kNameWire = 32;
+using Req = layout::query::InfoRequest;
+using Rep = layout::query::InfoReply;
 
 enum class Query { info, next_info };
 
@@ -37,12 +36,12 @@ uint32_t build_info(Query q, const vdc_vlan_id_t *key, void **payload, uint32_t 
         return report_invalid_vlan(VLAN_MGR_ERR_INVALID_VLAN, "vlan_get_next_vlan_info_build_mts",
                                    static_cast<int32_t>(vlan_id));
     }
-    uint8_t *p = alloc_payload(payload, payload_len, kRequestLen);
+    uint8_t *p = alloc_payload(payload, payload_len, Req::kLen);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, kRequestLen);
-    w.u16(0, vdc_id);
-    w.u32(2, vlan_id);
+    wire::Writer w(p, Req::kLen);
+    Req::vdc_id.put(w, vdc_id);
+    Req::vlan_id.put(w, vlan_id);
     return VLAN_MGR_OK;
 }
 
@@ -56,17 +55,18 @@ uint32_t parse_info(Record *record, const void *payload, uint32_t payload_len)
     if (const auto st = common_reply_status(payload, payload_len))
         return *st;
     const wire::Reader r(payload, payload_len);
-    if (!r.has(0, kReplyLen))
+    if (!r.has(0, Rep::kLen))
         return VLAN_MGR_ERR_TRUNCATED;
     if constexpr (requires { record->vdc_id; })
-        record->vdc_id = r.u16(4);
-    for (size_t i = 0; i < 6; ++i)
-        record->attr[i] = r.u32(6 + 4 * i);
+        record->vdc_id = Rep::vdc_id.get(r);
+    constexpr layout::U32 word{0};
+    for (size_t i = 0; i < Rep::kAttrs; ++i)
+        record->attr[i] = word.get(Rep::attrs.entry(r, i));
     // The name is not necessarily NUL-terminated on the wire: at most 32
     // bytes are taken, and the 33rd stays NUL.
     std::memset(record->name, 0, sizeof record->name);
-    std::strncpy(record->name, reinterpret_cast<const char *>(r.at(kNameOff)), kNameWire);
-    return r.u32(0);
+    std::strncpy(record->name, reinterpret_cast<const char *>(Rep::name.get(r)), Rep::name.width);
+    return Rep::status.get(r);
 }
 
 } // namespace

@@ -11,12 +11,15 @@
 #include <vlan_mgr/config_req.h>
 #include <vlan_mgr/query_req.h>
 
+#include <vlan_mgr/server/query.h>
+
 #include "handlers.h"
 #include "query_common.h"
-#include "wire_io.h"
 
 namespace vlan_mgrd {
 namespace query {
+
+namespace server = vlan_mgr::server;
 
 std::string reply_name(const Vlan &vl, uint32_t vlan_id)
 {
@@ -36,51 +39,49 @@ VlanSet created_vlans(const Vdc &vdc)
     return set;
 }
 
+std::vector<server::CreatedVlan> listed(const Vdc &vdc, const VlanSet &vlans, bool with_names)
+{
+    std::vector<server::CreatedVlan> out;
+    out.reserve(vlans.count());
+    for (uint32_t v = 1; v <= kVlanMax; ++v) {
+        if (!vlans.test(v))
+            continue;
+        const Vlan &vl = vdc.vlans[v];
+        out.push_back({v, attr_words(vl, v), with_names ? reply_name(vl, v) : std::string()});
+    }
+    return out;
+}
+
 namespace {
 
 // ---- VLAN info and next-VLAN info -------------------------------------------
-
-constexpr uint32_t kInfoRequestLen = 6;
-constexpr size_t kInfoNameLen = 32;
-
-// Status, VDC id, attribute words 1..6, the name in 32 NUL-padded bytes.
-void write_info(Reply &reply, uint16_t vdc_id, const Vlan &vl, uint32_t vlan_id)
-{
-    WireWriter w(reply);
-    w.u32(0);
-    w.u16(vdc_id);
-    for (uint32_t word : attr_words(vl, vlan_id))
-        w.u32(word);
-    const std::string name = reply_name(vl, vlan_id);
-    w.bytes(name.data(), name.size());
-    w.zeros(kInfoNameLen - name.size());
-}
 
 // Both requests: VDC id, VLAN id. VLAN info wants a created VLAN 1..4094;
 // next-VLAN info the first created VLAN above the given id (0..4094, 0
 // starts a walk), and ends the walk with VLAN_MGR_ERR_NO_VLANS.
 void vlan_info_common(Manager &m, const Request &req, Reply &reply, bool next)
 {
-    WireReader r(req.payload, req.len);
-    const uint16_t vdc_id = r.u16(0);
-    const uint32_t vlan_id = r.u32(2);
-    if (!r.ok() || req.len != kInfoRequestLen)
+    server::VlanInfoRequest in;
+    if (server::decode_vlan_info_request(req.payload, req.len, in) != 0)
         return reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
-    if (!vdc_allowed(req, vdc_id))
+    if (!vdc_allowed(req, in.vdc_id))
         return reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
-    const Vdc &vdc = m.vdc(vdc_id);
+    const Vdc &vdc = m.vdc(in.vdc_id);
+    const auto answer = [&](uint32_t v) {
+        reply = server::encode_vlan_info_reply(in.vdc_id, attr_words(vdc.vlans[v], v), reply_name(vdc.vlans[v], v));
+    };
     if (!next) {
-        if (!Manager::vlan_valid(vlan_id))
+        if (!Manager::vlan_valid(in.vlan_id))
             return reply_status(reply, VLAN_MGR_ERR_INVALID_VLAN);
-        if (!vdc.vlans[vlan_id].created)
+        if (!vdc.vlans[in.vlan_id].created)
             return reply_status(reply, VLAN_MGR_ERR_VLAN_NOT_CREATED);
-        return write_info(reply, vdc_id, vdc.vlans[vlan_id], vlan_id);
+        return answer(in.vlan_id);
     }
-    if (vlan_id > kVlanMax)
+    if (in.vlan_id > kVlanMax)
         return reply_status(reply, VLAN_MGR_ERR_INVALID_VLAN);
-    for (uint32_t v = vlan_id + 1; v <= kVlanMax; ++v)
+    for (uint32_t v = in.vlan_id + 1; v <= kVlanMax; ++v)
         if (vdc.vlans[v].created)
-            return write_info(reply, vdc_id, vdc.vlans[v], v);
+            return answer(v);
     reply_status(reply, VLAN_MGR_ERR_NO_VLANS);
 }
 
@@ -96,74 +97,33 @@ void next_vlan_info(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 
 // ---- Created-VLAN listings ---------------------------------------------------
 
-constexpr uint32_t kAllRequestLen = 6;
-constexpr uint32_t kRangeRequestLen = 522;
-constexpr uint32_t kBitmapLenWord = 512;
-constexpr size_t kGroupFixed = 36;       // bytes a group takes besides its records' share
-constexpr size_t kGroupPerRecord = 132;  // bytes a group takes per record
-constexpr size_t kListingRecord = 22;
-
-// One group (this VDC): VDC id, R, then R records of 22 bytes (VLAN id,
-// attribute word 2, BD id, attribute words 4, 5, 6); the group takes
-// 36 + 132·R bytes, the rest of which is zero.
-void write_listing(Reply &reply, const Vdc &vdc, const VlanSet &vlans)
-{
-    WireWriter w(reply);
-    const uint32_t count = static_cast<uint32_t>(vlans.count());
-    w.u32(1);
-    const size_t group = w.size();
-    w.u16(vdc.id);
-    w.u32(count);
-    for (uint32_t v = 1; v <= kVlanMax; ++v) {
-        if (!vlans.test(v))
-            continue;
-        const std::array<uint32_t, 6> a = attr_words(vdc.vlans[v], v);
-        w.u32(v);
-        w.u32(a[kAttrMode - 1]);
-        w.u16(bd_of(v));
-        w.u32(a[kAttrSegment - 1]);
-        w.u32(a[kAttrPrimary - 1]);
-        w.u32(a[kAttrState - 1]);
-    }
-    const size_t used = w.size() - group;
-    w.zeros(kGroupFixed + kGroupPerRecord * count - used);
-    static_assert(kGroupFixed >= 6 && kGroupPerRecord >= kListingRecord);
-}
-
-// Count of VDC ids (1), VDC id.
+// The VDC's created VLANs.
 void all_created_vlan(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
-    WireReader r(req.payload, req.len);
-    const uint32_t num = r.u32(0);
-    const uint16_t vdc_id = r.u16(4);
-    if (!r.ok() || req.len != kAllRequestLen || num != 1)
+    uint16_t vdc_id = 0;
+    if (server::decode_all_created_request(req.payload, req.len, vdc_id) != 0)
         return reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
     if (!vdc_allowed(req, vdc_id))
         return reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
     const Vdc &vdc = m.vdc(vdc_id);
-    write_listing(reply, vdc, created_vlans(vdc));
+    reply = server::encode_created_reply(vdc_id, listed(vdc, created_vlans(vdc)));
 }
 
-// Count of VDC ids (1), the bitmap (length word 512 in host order, 512
-// bytes), VDC id. Bits 0 and 4095 name no VLAN and are ignored.
+// The created VLANs among those asked about; bits 0 and 4095 name no VLAN
+// and are ignored.
 void range_created_vlan(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
-    WireReader r(req.payload, req.len);
-    const uint32_t num = r.u32(0);
-    const uint32_t bitmap_len = r.host32(4);
-    const VlanSet asked = r.bitmap(8);
-    const uint16_t vdc_id = r.u16(520);
-    if (!r.ok() || req.len != kRangeRequestLen || num != 1 || bitmap_len != kBitmapLenWord)
+    server::RangeCreatedRequest in;
+    if (server::decode_range_created_request(req.payload, req.len, in) != 0)
         return reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
-    if (!vdc_allowed(req, vdc_id))
+    if (!vdc_allowed(req, in.vdc_id))
         return reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
-    const Vdc &vdc = m.vdc(vdc_id);
-    write_listing(reply, vdc, asked & created_vlans(vdc));
+    const Vdc &vdc = m.vdc(in.vdc_id);
+    reply = server::encode_created_reply(in.vdc_id, listed(vdc, in.vlans & created_vlans(vdc)));
 }
 
 // ---- VLANs by attribute ------------------------------------------------------
 
-constexpr uint32_t kAttrRequestLen = 6;
 constexpr uint32_t kAttrMax = 21;
 constexpr uint32_t kAttrBdPairs = 7;       // (VLAN id, BD id) pairs
 constexpr uint32_t kAttrPrimaryType = 8;   // primary private VLANs
@@ -191,106 +151,74 @@ bool carries(const Vlan &vl, uint32_t attr)
     }
 }
 
-// VDC id, attribute number. Reply: status, the attribute echoed, N, then N
-// VLAN ids (attribute 7: N pairs of VLAN id and BD id). Attributes 12..21
-// are valid numbers the manager keeps nothing for: status
-// VLAN_MGR_ERR_NOT_SUPPORTED with the attribute echoed and N = 0.
+// The created VLANs that carry the attribute, in id order (attribute 7:
+// every created VLAN with its BD id). Attributes 12..21 are valid numbers
+// the manager keeps nothing for: status VLAN_MGR_ERR_NOT_SUPPORTED with the
+// attribute echoed and no VLAN.
 void vlans_for_attr_value(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
-    WireReader r(req.payload, req.len);
-    const uint16_t vdc_id = r.u16(0);
-    const uint32_t attr = r.u32(2);
-    if (!r.ok() || req.len != kAttrRequestLen)
+    server::VlansForAttrRequest in;
+    if (server::decode_vlans_for_attr_request(req.payload, req.len, in) != 0)
         return reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
-    if (!vdc_allowed(req, vdc_id))
+    if (!vdc_allowed(req, in.vdc_id))
         return reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
-    if (attr < 1 || attr > kAttrMax)
+    if (in.attr < 1 || in.attr > kAttrMax)
         return reply_status(reply, VLAN_MGR_ERR_INVALID_ATTR);
-    WireWriter w(reply);
-    if (attr > kAttrServedMax) {
-        w.u32(VLAN_MGR_ERR_NOT_SUPPORTED);
-        w.u32(attr);
-        w.u32(0);
+    if (in.attr > kAttrServedMax) {
+        reply = server::encode_vlans_for_attr_reply(VLAN_MGR_ERR_NOT_SUPPORTED, in.attr, {});
         return;
     }
-    const Vdc &vdc = m.vdc(vdc_id);
-    w.u32(0);
-    w.u32(attr);
-    const size_t count_at = w.size();
-    w.u32(0);
-    uint32_t n = 0;
+    const Vdc &vdc = m.vdc(in.vdc_id);
+    std::vector<server::VlanAttrValue> entries;
     for (uint32_t v = 1; v <= kVlanMax; ++v) {
         const Vlan &vl = vdc.vlans[v];
-        if (!vl.created)
-            continue;
-        if (attr == kAttrBdPairs) {
-            w.u32(v);
-            w.u32(bd_of(v));
-        } else if (carries(vl, attr)) {
-            w.u32(v);
-        } else {
-            continue;
-        }
-        ++n;
+        if (vl.created && (in.attr == kAttrBdPairs || carries(vl, in.attr)))
+            entries.push_back({v, in.attr == kAttrBdPairs ? bd_of(v) : 0u});
     }
-    w.patch32(count_at, n);
+    reply = server::encode_vlans_for_attr_reply(0, in.attr, entries);
 }
 
 // ---- Reserved-VLAN information -------------------------------------------------
 
-constexpr uint32_t kReserveRequestLen = 10;
-
-// Query word, count of VDC ids (1), VDC id. The query word selects nothing:
-// every value gets the same answer. Reply: status 0, one record: two zero
-// bytes, VDC id, bitmap 1 = the configured range rsvd_start..rsvd_end,
-// bitmap 2 = the VLANs kept from creation (the reserved set), word 1 =
-// rsvd_start, word 2 = rsvd_end.
+// The query word selects nothing: every value gets the same answer. The
+// answer: the configured range rsvd_start..rsvd_end, the VLANs kept from
+// creation (the reserved set), rsvd_start and rsvd_end.
 void reserve_vlan_info(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 {
-    WireReader r(req.payload, req.len);
-    (void)r.u32(0);
-    const uint32_t num = r.u32(4);
-    const uint16_t vdc_id = r.u16(8);
-    if (!r.ok() || req.len != kReserveRequestLen || num != 1)
+    server::ReserveVlanInfoRequest in;
+    if (server::decode_reserve_vlan_info_request(req.payload, req.len, in) != 0)
         return reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
-    if (!vdc_allowed(req, vdc_id))
+    if (!vdc_allowed(req, in.vdc_id))
         return reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
-    const Vdc &vdc = m.vdc(vdc_id);
-    VlanSet range;
+    const Vdc &vdc = m.vdc(in.vdc_id);
+    server::ReserveVlanInfo info;
+    info.vdc_id = in.vdc_id;
     for (uint32_t v = vdc.rsvd_start; v != 0 && v <= vdc.rsvd_end && v <= kVlanMax; ++v)
-        range.set(v);
-    WireWriter w(reply);
-    w.u32(0);
-    w.u32(1);
-    w.u16(0);
-    w.u16(vdc_id);
-    w.bitmap(range);
-    w.bitmap(vdc.reserved);
-    w.u32(vdc.rsvd_start);
-    w.u32(vdc.rsvd_end);
+        info.range.set(v);
+    info.reserved = vdc.reserved;
+    info.start = vdc.rsvd_start;
+    info.end = vdc.rsvd_end;
+    reply = server::encode_reserve_vlan_info_reply(info);
 }
 
 // ---- VNI-server mapping ----------------------------------------------------------
 
-constexpr uint32_t kVniRequestLen = 12;
 constexpr uint32_t kVniMax = 0xFFFFFF;     // VNIs are 24-bit
 constexpr uint32_t kVniQuery = 0;          // value: answer the mapping
 constexpr uint32_t kVniUnmap = 0xFFFFFFFF; // value: remove the mapping
 
-// 1, value, key = VNI, in the requester's own VDC. Value 1..4094 maps the
-// VNI to that VLAN, 0 asks for the mapping, 0xFFFFFFFF removes it. Reply:
-// status, VDC id, VNI, the VLAN the VNI maps to after the request (0: none;
-// for a removal the VLAN it mapped to).
+// In the requester's own VDC. Value 1..4094 maps the VNI to that VLAN, 0
+// asks for the mapping, 0xFFFFFFFF removes it. The answer: the VLAN the VNI
+// maps to after the request (0: none; for a removal the VLAN it mapped to).
 void vni_server_mapping(Manager &m, const Request &req, Reply &reply, ChangeSet &changes)
 {
-    WireReader r(req.payload, req.len);
-    const uint32_t word0 = r.u32(0);
-    const uint32_t value = r.u32(4);
-    const uint32_t vni = r.u32(8);
-    if (!r.ok() || req.len != kVniRequestLen || word0 != 1)
+    server::VniMappingRequest in;
+    if (server::decode_vni_mapping_request(req.payload, req.len, in) != 0)
         return reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
     if (!vdc_allowed(req, req.src_vdc))
         return reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
+    const uint32_t vni = in.vni;
+    const uint32_t value = in.value;
     if (vni == 0 || vni > kVniMax)
         return reply_status(reply, VLAN_MGR_ERR_INVALID_ARG);
     Vdc &vdc = m.vdc(req.src_vdc);
@@ -313,11 +241,7 @@ void vni_server_mapping(Manager &m, const Request &req, Reply &reply, ChangeSet 
         }
         answer = value;
     }
-    WireWriter w(reply);
-    w.u32(0);
-    w.u32(req.src_vdc);
-    w.u32(vni);
-    w.u32(answer);
+    reply = server::encode_vni_mapping_reply(req.src_vdc, vni, answer);
 }
 
 const HandlerEntry kQueryHandlers[] = {
