@@ -10,6 +10,7 @@
 #include <vlan_mgr/notif.h>
 
 #include "bd_db/bd_cache_update.h"
+#include "frame/exchange_layout.h"
 #include "frame/payload.h"
 #include "notif/layout.h"
 #include "notif/notif_decode.h"
@@ -211,21 +212,27 @@ uint32_t if_lists(const Reader &r, void **records, uint32_t *count, vlan_mgr_not
 
 // ---- Element decoders --------------------------------------------------------
 
+// The request-response replies (layouts in frame/exchange_layout.h).
+namespace X = layout::exchange;
+using RE = X::ReqRespReply::Entry;
+constexpr size_t r16(size_t field_off) { return L::in_first(X::kReqResp16Reply.entries, field_off); }
+constexpr size_t r30(size_t field_off) { return L::in_first(X::kReqResp30Reply.entries, field_off); }
+
 void d5c03(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, 8);
-    c32(o, 2, e, 10);
-    c16(o, 6, e, 14);
-    c32(o, 8, e, 16);
-    c32(o, 12, e, 20);
+    c16(o, 0, e, r16(RE::first16.off));
+    c32(o, 2, e, r16(RE::first32.off));
+    c16(o, 6, e, r16(RE::second16.off));
+    c32(o, 8, e, r16(RE::second32.off));
+    c32(o, 12, e, r16(RE::word12.off));
 }
 
 void d5c03_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, 8);
-    c32(o, 2, e, 10);
-    c32(o, 6, e, 16);
-    c32(o, 10, e, 20);
+    c16(o, 0, e, r16(RE::first16.off));
+    c32(o, 2, e, r16(RE::first32.off));
+    c32(o, 6, e, r16(RE::second32.off));
+    c32(o, 10, e, r16(RE::word12.off));
 }
 
 // The BD cache update of one record: the entry point reports a VLAN id out
@@ -340,15 +347,15 @@ void d5c28_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 // Element i at payload 4 + 30i.
 void d5c29(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, 4);
-    c32(o, 2, e, 6);
-    c16(o, 6, e, 10);
-    c32(o, 8, e, 12);
-    c32(o, 12, e, 16);
-    c32(o, 16, e, 20);
-    c32(o, 20, e, 24);
-    std::memset(o + 24, 0, 2);
-    c32(o, 26, e, 30);
+    c16(o, 0, e, r30(RE::first16.off));
+    c32(o, 2, e, r30(RE::first32.off));
+    c16(o, 6, e, r30(RE::second16.off));
+    c32(o, 8, e, r30(RE::second32.off));
+    c32(o, 12, e, r30(RE::word12.off));
+    c32(o, 16, e, r30(RE::word16.off));
+    c32(o, 20, e, r30(RE::word20.off));
+    std::memset(o + 24, 0, 2); // the half word at 24 is not read
+    c32(o, 26, e, r30(RE::word26.off));
 }
 
 // BD ids of the VDC at payload 2.
@@ -448,8 +455,10 @@ void d5c4e(uint8_t *o, const uint8_t *p, const uint8_t *)
 // ---- The lists: count word, stride, bytes read of the last element, record
 // size, code of an allocator failure ------------------------------------------
 
-constexpr Counted k5c03{4, 16, 24, 16, kAllocFailed};
-constexpr Counted k5c03_local{4, 16, 24, 14, kAllocFailed};
+constexpr Counted k5c03{X::kReqResp16Reply.count.off, X::kReqResp16Reply.entries.stride, r16(RE::word12.end()), 16,
+                        kAllocFailed};
+constexpr Counted k5c03_local{X::kReqResp16Reply.count.off, X::kReqResp16Reply.entries.stride,
+                              r16(RE::word12.end()), 14, kAllocFailed};
 constexpr Counted k5c1d{L::Create::count.off, L::Create::entries.stride, ce(CE::field36.end()), 40, kAllocFailed};
 constexpr Counted k5c1d_local{L::Create::count.off, L::Create::entries.stride, ce(CE::state.end()), 34,
                               kAllocFailed};
@@ -462,7 +471,8 @@ constexpr Counted k5c24_local{L::PortMembership::count.off, L::PortMembership::e
                               pe(PE::configured.end()), 524, kAllocFailed};
 constexpr Counted k5c28{0, 1568, 1572, 1568, kAllocFailed};
 constexpr Counted k5c28_local{0, 1568, 1572, 1568, kAllocFailed};
-constexpr Counted k5c29{0, 30, 34, 30, kAllocFailed};
+constexpr Counted k5c29{X::kReqResp30Reply.count.off, X::kReqResp30Reply.entries.stride, r30(RE::word26.end()), 30,
+                        kAllocFailed};
 constexpr Counted k5c2b{L::BdChange::count.off, L::BdChange::entries.stride, be(BE::field6.end()), 8, kAllocFailed};
 constexpr Counted k5c2c{4, 1052, 1060, 532, VLAN_MGR_ERR_NO_MEMORY};
 constexpr Counted k5c2c_local{4, 1052, 1060, 528, VLAN_MGR_ERR_NO_MEMORY};
