@@ -13,10 +13,13 @@
 namespace vlan_mgr::bd_db {
 namespace {
 
-constexpr uint8_t kAccessRecord = 1;
-constexpr uint8_t kTrunkingRecord = 2;
-constexpr size_t kAccessEntry = 24;
-constexpr size_t kTrunkingStored = 1050;
+using Acc = rec::AccessEntry;
+using Trk = rec::TrunkRecord;
+using Vr = rec::VlanRecord;
+constexpr uint8_t kAccessRecord = rec::PortKey::kAccess;
+constexpr uint8_t kTrunkingRecord = rec::PortKey::kTrunk;
+constexpr size_t kAccessEntry = Acc::kSize;
+constexpr size_t kTrunkingStored = Trk::kSize;
 constexpr size_t kTrunkingEntry = 1052;
 constexpr uint32_t kMultiBatch = 99;    // keys per multi-fetch of the multi-VLAN getters
 constexpr uint32_t kSegmentBatch = 100; // keys per multi-fetch of the segment walk
@@ -40,15 +43,15 @@ uint32_t open_db(uint16_t vdc_id)
 }
 
 struct PortKey {
-    uint8_t bytes[5];
+    uint8_t bytes[rec::PortKey::kSize];
 };
 
 PortKey port_key(uint8_t type, uint32_t if_index)
 {
     PortKey k;
-    k.bytes[0] = type;
-    const uint32_t v = hton_if_index(if_index); // kept as the platform produced it
-    std::memcpy(k.bytes + 1, &v, 4);
+    wire::Writer w(k.bytes, sizeof k.bytes);
+    rec::PortKey::type.put(w, type);
+    rec::PortKey::if_index.put(w, hton_if_index(if_index)); // kept as the platform produced it
     return k;
 }
 
@@ -59,43 +62,41 @@ const sdb_rec_t *read_port(const char *handle, const PortKey &key, int32_t *erro
 }
 
 // The interface index as stored, converted with the platform's ntoh_if_index.
-uint32_t stored_if_index(const uint8_t *p)
-{
-    uint32_t v;
-    std::memcpy(&v, p, 4);
-    return ntoh_if_index(v);
-}
+uint32_t stored_if_index(const wire::Reader &r, const layout::HostU32 &f) { return ntoh_if_index(f.get(r)); }
 
+void put_host16(uint8_t *out, size_t off, uint16_t v) { std::memcpy(out + off, &v, 2); }
+
+// The caller's entry: the stored fields in host order, at the offsets of
+// the caller's 24-byte entry.
 void fill_access_entry(uint8_t *out, const uint8_t *in)
 {
-    wire::put_host_u32(out, 0, stored_if_index(in));
-    wire::put_host_u32(out, 4, wire::get_u32(in, 4));
-    wire::put_host_u32(out, 8, wire::get_u32(in, 8));
-    const uint16_t v12 = wire::get_u16(in, 12);
-    std::memcpy(out + 12, &v12, 2);
-    wire::put_host_u32(out, 14, wire::get_u32(in, 14));
-    const uint16_t v18 = wire::get_u16(in, 18);
-    std::memcpy(out + 18, &v18, 2);
-    wire::put_host_u32(out, 20, wire::get_u32(in, 20));
+    const wire::Reader r(in, kAccessEntry);
+    wire::put_host_u32(out, 0, stored_if_index(r, Acc::if_index));
+    wire::put_host_u32(out, 4, Acc::mode.get(r));
+    wire::put_host_u32(out, 8, Acc::access_vlan.get(r));
+    put_host16(out, 12, Acc::vdc_id.get(r));
+    wire::put_host_u32(out, 14, Acc::voice_vlan.get(r));
+    put_host16(out, 18, Acc::native_vlan.get(r));
+    wire::put_host_u32(out, 20, Acc::access_up.get(r));
 }
 
+// The caller's 1052-byte entry: the stored fields in host order, the
+// bitmaps behind a host-order length word.
 void fill_trunking_entry(uint8_t *out, const uint8_t *in)
 {
+    const wire::Reader r(in, kTrunkingStored);
     std::memset(out, 0, kTrunkingEntry);
-    wire::put_host_u32(out, 0, stored_if_index(in));
-    const uint16_t v4 = wire::get_u16(in, 4);
-    std::memcpy(out + 4, &v4, 2);
-    wire::put_host_u32(out, 6, wire::get_u32(in, 6));
-    const uint16_t v10 = wire::get_u16(in, 10);
-    std::memcpy(out + 10, &v10, 2);
+    wire::put_host_u32(out, 0, stored_if_index(r, Trk::if_index));
+    put_host16(out, 4, Trk::vdc_id.get(r));
+    wire::put_host_u32(out, 6, Trk::mode.get(r));
+    put_host16(out, 10, Trk::native_vlan.get(r));
     // Each bitmap: the stored length word is not read; 512 is written.
     wire::put_host_u32(out, 14, bitmap::kBytes);
-    std::memcpy(out + 18, in + 16, bitmap::kBytes);
+    std::memcpy(out + 18, r.at(Trk::kConfiguredBits), bitmap::kBytes);
     wire::put_host_u32(out, 530, bitmap::kBytes);
-    std::memcpy(out + 534, in + 532, bitmap::kBytes);
-    const uint16_t v1044 = wire::get_u16(in, 1044);
-    std::memcpy(out + 1046, &v1044, 2);
-    wire::put_host_u32(out, 1048, wire::get_u32(in, 1046));
+    std::memcpy(out + 534, r.at(Trk::kActiveBits), bitmap::kBytes);
+    put_host16(out, 1046, Trk::voice_vlan.get(r));
+    wire::put_host_u32(out, 1048, Trk::comprgrp.get(r));
 }
 
 // The pair a multi getter makes of one VLAN's record: false when the record
@@ -104,28 +105,29 @@ using PairFn = bool (*)(uint32_t vlan_id, const uint8_t *rec, uint32_t len, vlan
 
 bool mode_pair(uint32_t vlan_id, const uint8_t *rec, uint32_t len, vlan_mgr_sdb_vlan_pair_t &pair)
 {
-    if (len < kOffMode + 4)
+    if (len < Vr::mode.end())
         return false;
     pair.vlan_id = vlan_id;
-    pair.value = wire::get_u32(rec, kOffMode);
+    pair.value = Vr::mode.get(wire::Reader(rec, len));
     return true;
 }
 
 bool type_pair(uint32_t, const uint8_t *rec, uint32_t len, vlan_mgr_sdb_vlan_pair_t &pair)
 {
-    if (len < kOffType + 4)
+    if (len < Vr::type.end())
         return false;
-    pair.vlan_id = wire::get_u32(rec, kOffPrimary);
-    std::memcpy(&pair.value, rec + kOffType, 4); // stored bytes, as the single getter
+    pair.vlan_id = Vr::primary.get(wire::Reader(rec, len));
+    std::memcpy(&pair.value, rec + Vr::type.off, 4); // stored bytes, as the single getter
     return true;
 }
 
 bool segment_pair(uint32_t, const uint8_t *rec, uint32_t len, vlan_mgr_sdb_vlan_pair_t &pair)
 {
-    if (len < kOffSegment + 4)
+    if (len < Vr::segment.end())
         return false;
-    pair.vlan_id = wire::get_u32(rec, kOffPrimary);
-    pair.value = wire::get_u32(rec, kOffSegment);
+    const wire::Reader r(rec, len);
+    pair.vlan_id = Vr::primary.get(r);
+    pair.value = Vr::segment.get(r);
     return true;
 }
 
@@ -257,9 +259,9 @@ uint32_t vlan_mgr_sdb_get_vlan_type(uint16_t vdc_id, uint32_t vlan_id, uint32_t 
     if (const uint32_t st = open_db(vdc_id); st != VLAN_MGR_OK)
         return st;
     const Read r = read_record(handle_of(vdc_id), make_key(vdc_id, vlan_id));
-    if (!r.has(kOffType + 4))
+    if (!r.has(Vr::type.end()))
         return VLAN_MGR_ERR_SDB_READ;
-    std::memcpy(type, r.data + kOffType, 4); // the stored bytes, not converted
+    std::memcpy(type, r.data + Vr::type.off, 4); // the stored bytes, not converted
     return VLAN_MGR_OK;
 }
 
@@ -272,9 +274,9 @@ uint32_t vlan_mgr_sdb_get_vlan_mode(uint16_t vdc_id, uint32_t vlan_id, uint32_t 
     if (const uint32_t st = open_db(vdc_id); st != VLAN_MGR_OK)
         return st;
     const Read r = read_record(handle_of(vdc_id), make_key(vdc_id, vlan_id));
-    if (!r.has(kOffMode + 4))
+    if (!r.has(Vr::mode.end()))
         return VLAN_MGR_ERR_SDB_READ;
-    *mode = wire::get_u32(r.data, kOffMode);
+    *mode = Vr::mode.get(r.reader());
     return VLAN_MGR_OK;
 }
 
@@ -297,9 +299,9 @@ uint32_t vlan_mgr_sdb_get_vlan_segment_id(uint16_t vdc_id, uint32_t vlan_id, uin
     if (const uint32_t st = open_db(vdc_id); st != VLAN_MGR_OK)
         return st;
     const Read r = read_record(handle_of(vdc_id), make_key(vdc_id, vlan_id));
-    if (!r.has(kOffSegment + 4))
+    if (!r.has(Vr::segment.end()))
         return VLAN_MGR_ERR_SDB_READ;
-    *segment_id = wire::get_u32(r.data, kOffSegment);
+    *segment_id = Vr::segment.get(r.reader());
     return VLAN_MGR_OK;
 }
 
@@ -329,12 +331,13 @@ uint32_t vlan_mgr_sdb_get_segment_vlan_id(uint16_t vdc_id, uint32_t segment_id, 
         if (sdb_mfetch(handle, descs, n, recs, &error) != 0 || error != 0)
             continue; // a batch whose fetch fails is skipped
         for (uint32_t i = 0; i < n; ++i) {
-            const auto *rec = static_cast<const uint8_t *>(recs[i].data);
-            if (rec == nullptr || recs[i].len < kRecordSize)
+            const auto *data = static_cast<const uint8_t *>(recs[i].data);
+            if (data == nullptr || recs[i].len < Vr::kSize)
                 continue;
-            if (wire::get_u32(rec, kOffSegment) == segment_id) {
+            const wire::Reader r(data, recs[i].len);
+            if (Vr::segment.get(r) == segment_id) {
                 // The walk ends here; this batch is not released.
-                *vlan_id = wire::get_u32(rec, kOffPrimary);
+                *vlan_id = Vr::primary.get(r);
                 return VLAN_MGR_OK;
             }
         }

@@ -71,12 +71,12 @@ uint32_t vlan_get_bd_2(vdc_vlan_id_t key, uint16_t *bd)
         return st;
     const Read r = read_record(handle_of(vdc_id), make_key(vdc_id, vlan_id));
     if (r.ok) {
-        if (r.len < kOffBd + 2) {
+        if (r.len < rec::VlanRecord::bd_id.end()) {
             // A record too short to hold a BD id: a failed read.
             report_read(4998, vdc_id, vlan_id, static_cast<int32_t>(VLAN_MGR_ERR_TRUNCATED));
             return VLAN_MGR_ERR_TRUNCATED;
         }
-        *bd = wire::get_u16(r.data, kOffBd);
+        *bd = rec::VlanRecord::bd_id.get(r.reader());
         if (*bd == 0)
             report_zero_bd(vdc_id, vlan_id);
         return VLAN_MGR_OK;
@@ -131,10 +131,10 @@ uint32_t vlan_get_bd_and_primary_vlan(vdc_vlan_id_t key, uint16_t *bd, uint32_t 
     if (const uint32_t st = vlan_open_bd_sdb(vdc_id); st != VLAN_MGR_OK)
         return st;
     const Read r = read_record(handle_of(vdc_id), make_key(vdc_id, vlan_id));
-    if (!r.has(kOffPrimary + 4))
+    if (!r.has(rec::VlanRecord::primary.end()))
         return VLAN_MGR_ERR_SDB_READ;
-    *bd = wire::get_u16(r.data, kOffBd);
-    *primary_vlan = wire::get_u32(r.data, kOffPrimary);
+    *bd = rec::VlanRecord::bd_id.get(r.reader());
+    *primary_vlan = rec::VlanRecord::primary.get(r.reader());
     return VLAN_MGR_OK;
 }
 
@@ -155,9 +155,9 @@ uint32_t vlan_get_l3_bd(uint16_t vdc_id, uint16_t *bd)
     if (const uint32_t st = vlan_open_bd_sdb(vdc_id); st != VLAN_MGR_OK)
         return st;
     const Read r = read_record(handle_of(vdc_id), make_key(vdc_id, kL3BdObject));
-    if (!r.has(2))
+    if (!r.has(rec::L3BdRecord::bd_id.end()))
         return VLAN_MGR_ERR_SDB_READ;
-    *bd = wire::get_u16(r.data, 0);
+    *bd = rec::L3BdRecord::bd_id.get(r.reader());
     return VLAN_MGR_OK;
 }
 
@@ -179,9 +179,9 @@ uint32_t vlan_get_secondary_pvlan_list_local(uint32_t **list, uint32_t *count)
     uint32_t n = 0;
     for (uint32_t vlan = 1; vlan <= kMaxVlan; ++vlan) {
         const Read r = read_record(handle_of(vdc_id), make_key(vdc_id, vlan));
-        if (!r.has(kOffType + 4))
+        if (!r.has(rec::VlanRecord::type.end()))
             continue; // failed reads are skipped
-        const uint32_t type = wire::get_u32(r.data, kOffType);
+        const uint32_t type = rec::VlanRecord::type.get(r.reader());
         if (type == kSecondaryTypeA || type == kSecondaryTypeB)
             ids[n++] = vlan;
     }

@@ -10,35 +10,31 @@
 
 #include <vlan_mgr/frame.h>
 
+#include "frame/exchange_layout.h"
 #include "frame/report.h"
 #include <vlan_mgr/internal/wire.h>
 #include "vlan_mgr_platform.h"
 
 namespace {
 
+using vlan_mgr::wire::Reader;
 using vlan_mgr::wire::Writer;
-
-// Field offsets inside one caller entry and one reply entry.
-constexpr size_t kFirst16 = 0, kFirst32 = 2, kSecond16 = 6, kSecond32 = 8;
+namespace X = vlan_mgr::layout::exchange;
 
 // Copies the four fields of each caller entry, byte-swapped to big-endian,
-// into the reply entries at `first` with the same stride; the rest of each
-// reply entry stays zero.
-void write_entries(Writer &w, size_t first, const uint8_t *entries, uint32_t count, size_t stride)
+// into the reply's entries (the caller's entries have the reply's stride);
+// the rest of each reply entry stays zero.
+void write_entries(Writer &w, const X::ReqRespReply &l, const uint8_t *entries, uint32_t count)
 {
+    using C = X::CallerEntry;
+    using E = X::ReqRespReply::Entry;
     for (uint32_t i = 0; i < count; ++i) {
-        const uint8_t *src = entries + static_cast<size_t>(i) * stride;
-        const size_t dst = first + static_cast<size_t>(i) * stride;
-        uint16_t a16, b16;
-        uint32_t a32, b32;
-        std::memcpy(&a16, src + kFirst16, 2);
-        std::memcpy(&a32, src + kFirst32, 4);
-        std::memcpy(&b16, src + kSecond16, 2);
-        std::memcpy(&b32, src + kSecond32, 4);
-        w.u16(dst + kFirst16, a16);
-        w.u32(dst + kFirst32, a32);
-        w.u16(dst + kSecond16, b16);
-        w.u32(dst + kSecond32, b32);
+        const Reader src(entries + static_cast<size_t>(i) * l.entries.stride, l.entries.stride);
+        Writer dst = l.entries.entry(w, i);
+        E::first16.put(dst, C::first16.get(src));
+        E::first32.put(dst, C::first32.get(src));
+        E::second16.put(dst, C::second16.get(src));
+        E::second32.put(dst, C::second32.get(src));
     }
 }
 
@@ -66,18 +62,11 @@ VLAN_MGR_API int32_t vlan_mgr_send_vlan_req_resp_reply(uint32_t mts_handle, cons
 
     mts_msg_hdl_t message_handle{nullptr};
     const uint32_t opcode = mts_opc_get(request);
-    size_t stride, first, count_at;
-    uint64_t length;
+    const X::ReqRespReply *l;
     if (opcode == MTS_OPC_VLAN_REQ_RESP_16) {
-        stride = VLAN_MGR_REQ_RESP_16_STRIDE;
-        first = 8;
-        count_at = 4;
-        length = (2 * static_cast<uint64_t>(static_cast<int64_t>(count)) + 1) * 8;
+        l = &X::kReqResp16Reply;
     } else if (opcode == MTS_OPC_VLAN_REQ_RESP_30) {
-        stride = VLAN_MGR_REQ_RESP_30_STRIDE;
-        first = 4;
-        count_at = 0;
-        length = 30 * static_cast<uint64_t>(static_cast<int64_t>(count)) + 4;
+        l = &X::kReqResp30Reply;
     } else {
         // Nothing to answer with: release the handle that was never sent.
         mts_drop(mts_handle, &message_handle);
@@ -85,6 +74,7 @@ VLAN_MGR_API int32_t vlan_mgr_send_vlan_req_resp_reply(uint32_t mts_handle, cons
     }
     // A negative count, or one whose reply does not fit a 32-bit length, is
     // an allocation failure.
+    const uint64_t length = l->entries.end(static_cast<uint64_t>(static_cast<int64_t>(count)));
     if (count < 0 || length > UINT32_MAX)
         return static_cast<int32_t>(VLAN_MGR_ERR_NO_MEMORY);
 
@@ -92,8 +82,8 @@ VLAN_MGR_API int32_t vlan_mgr_send_vlan_req_resp_reply(uint32_t mts_handle, cons
     if (payload == nullptr)
         return static_cast<int32_t>(VLAN_MGR_ERR_NO_MEMORY);
     Writer w(payload, static_cast<size_t>(length));
-    w.u32(count_at, static_cast<uint32_t>(count));
-    write_entries(w, first, static_cast<const uint8_t *>(entries), static_cast<uint32_t>(count), stride);
+    l->count.put(w, static_cast<uint32_t>(count));
+    write_entries(w, *l, static_cast<const uint8_t *>(entries), static_cast<uint32_t>(count));
 
     const int32_t result = mts_send(mts_handle, VLAN_MGR_MTS_DEST_NODE, 0, 0, payload,
                                     static_cast<uint32_t>(length), &message_handle, request, nullptr);
@@ -108,15 +98,19 @@ VLAN_MGR_API uint32_t *vlan_mgr_get_global_autostate_disable_settings(uint32_t m
     std::memset(&address, 0, sizeof address);
     address.word[0] = 1;
 
-    auto *payload = static_cast<uint32_t *>(std::malloc(sizeof(uint32_t)));
+    using Req = X::AutostateRequest;
+    auto *payload = static_cast<uint32_t *>(std::malloc(Req::kSize));
     if (payload == nullptr)
         return nullptr;
-    *payload = 1; // host byte order, not swapped
+    {
+        Writer w(payload, Req::kSize);
+        Req::word.put(w, Req::kValue); // host byte order, not swapped
+    }
 
     // The payload passes to the transport; it is not freed here.
     mts_msg_hdl_t send_handle{nullptr};
     int32_t rc = mts_send(mts_handle, VLAN_MGR_MTS_DEST_NODE, VLAN_MGR_MTS_SAP, MTS_OPC_VLAN_GET_GLOBAL_AUTOSTATE,
-                          payload, sizeof(uint32_t), &send_handle, nullptr, &address);
+                          payload, Req::kSize, &send_handle, nullptr, &address);
     if (rc != 0) {
         report_call_failed("vlan_mgr %s: pid = %d, mts_send failed with following error no: %d (%s) and return val: %d \n",
                            " %s: pid = %d, mts_send failed with following error no: %d (%s) and return val: %d \n", rc);
@@ -152,11 +146,13 @@ VLAN_MGR_API uint32_t *vlan_mgr_get_global_autostate_disable_settings(uint32_t m
     }
     // The setting is the reply's first word, taken as is; a reply shorter
     // than a word leaves the missing bytes 0.
+    using Rep = X::AutostateReply;
+    static_assert(Rep::setting.off == 0 && Rep::kSize == sizeof(uint32_t));
     *result = 0;
     const void *reply = mts_payload_get(&recv_handle);
     uint32_t have = mts_payload_size(&recv_handle);
     if (reply != nullptr)
-        std::memcpy(result, reply, have < sizeof(uint32_t) ? have : sizeof(uint32_t));
+        std::memcpy(result, reply, have < Rep::kSize ? have : Rep::kSize);
     mts_drop(mts_handle, &recv_handle);
     return result;
 }

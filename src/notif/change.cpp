@@ -10,13 +10,16 @@
 #include <vlan_mgr/notif.h>
 
 #include "bd_db/bd_cache_update.h"
+#include "frame/exchange_layout.h"
 #include "frame/payload.h"
+#include "notif/layout.h"
 #include "notif/notif_decode.h"
 
 namespace vlan_mgr::notif {
 namespace {
 
 using wire::Reader;
+namespace L = layout::notif;
 using Decode = void (*)(uint8_t *out, const uint8_t *elem, const uint8_t *payload);
 
 // A list of `count` elements of `stride` bytes from payload offset 0; the
@@ -102,23 +105,28 @@ uint32_t with_indexes(const Reader &r, void **records, uint32_t *count, vlan_mgr
 // input record.
 uint32_t vlan_names(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
 {
-    constexpr uint32_t kHead = 18;
-    if (!r.has(0, 4))
+    using Rec = L::Names::Record;
+    constexpr uint32_t kHead = Rec::kHead;
+    constexpr size_t kFirst = L::Names::kRecordsOff;
+    if (!r.has(L::Names::count.off, L::Names::count.width))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(0);
+    const uint32_t n = L::Names::count.get(r);
     uint32_t a = 0, b = 0;
     uint64_t size = kHead;
     if (n != 0) {
-        if (!r.has(4, kHead))
+        if (!r.has(kFirst, kHead))
             return VLAN_MGR_ERR_TRUNCATED;
-        a = r.u32(4 + 10);
-        b = r.u32(4 + 14);
+        const Reader first = r.sub(kFirst);
+        a = Rec::len_a.get(first);
+        b = Rec::len_b.get(first);
         size += uint64_t{a} + b;
-        if (size > (r.size() - 4) / n)
+        if (size > (r.size() - kFirst) / n)
             return VLAN_MGR_ERR_TRUNCATED;
-        // A record whose flag is set carries two 32-bit values at 18 and 22.
+        // A record whose flag is set carries two 32-bit values instead of
+        // texts.
+        static_assert(Rec::value_b.end() - Rec::kHead == 8);
         for (uint32_t i = 0; i < n; ++i)
-            if (r.u32(4 + i * size + 6) != 0 && uint64_t{a} + b < 8)
+            if (r.u32(kFirst + i * size + Rec::flag.off) != 0 && uint64_t{a} + b < 8)
                 return VLAN_MGR_ERR_TRUNCATED;
     }
     *count = n;
@@ -132,16 +140,17 @@ uint32_t vlan_names(const Reader &r, void **records, uint32_t *count, vlan_mgr_n
         return kAllocFailed;
     std::memset(out, 0, *total);
     *records = out;
-    const uint8_t *e = r.at(4);
+    const uint8_t *e = r.at(kFirst);
     for (uint32_t i = 0; i < n; ++i, out += size, e += size) {
-        c16(out, 0, e, 0);
-        c32(out, 2, e, 2);
-        c32(out, 6, e, 6);
-        c32(out, 10, e, 10);
-        c32(out, 14, e, 14);
-        if (wire::get_u32(e, 6) != 0) {
-            c32(out, 18, e, 18);
-            c32(out, 22, e, 22);
+        // The record keeps the payload's layout, in host order.
+        c16(out, Rec::vdc_id.off, e, Rec::vdc_id.off);
+        c32(out, Rec::vlan_id.off, e, Rec::vlan_id.off);
+        c32(out, Rec::flag.off, e, Rec::flag.off);
+        c32(out, Rec::len_a.off, e, Rec::len_a.off);
+        c32(out, Rec::len_b.off, e, Rec::len_b.off);
+        if (wire::get_u32(e, Rec::flag.off) != 0) {
+            c32(out, Rec::value_a.off, e, Rec::value_a.off);
+            c32(out, Rec::value_b.off, e, Rec::value_b.off);
         } else {
             // Texts are copied up to their first NUL; the rest stays zero.
             std::memcpy(out + kHead, e + kHead, strnlen(reinterpret_cast<const char *>(e + kHead), a));
@@ -203,84 +212,111 @@ uint32_t if_lists(const Reader &r, void **records, uint32_t *count, vlan_mgr_not
 
 // ---- Element decoders --------------------------------------------------------
 
+// The request-response replies (layouts in frame/exchange_layout.h).
+namespace X = layout::exchange;
+using RE = X::ReqRespReply::Entry;
+constexpr size_t r16(size_t field_off) { return L::in_first(X::kReqResp16Reply.entries, field_off); }
+constexpr size_t r30(size_t field_off) { return L::in_first(X::kReqResp30Reply.entries, field_off); }
+
 void d5c03(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, 8);
-    c32(o, 2, e, 10);
-    c16(o, 6, e, 14);
-    c32(o, 8, e, 16);
-    c32(o, 12, e, 20);
+    c16(o, 0, e, r16(RE::first16.off));
+    c32(o, 2, e, r16(RE::first32.off));
+    c16(o, 6, e, r16(RE::second16.off));
+    c32(o, 8, e, r16(RE::second32.off));
+    c32(o, 12, e, r16(RE::word12.off));
 }
 
 void d5c03_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, 8);
-    c32(o, 2, e, 10);
-    c32(o, 6, e, 16);
-    c32(o, 10, e, 20);
+    c16(o, 0, e, r16(RE::first16.off));
+    c32(o, 2, e, r16(RE::first32.off));
+    c32(o, 6, e, r16(RE::second32.off));
+    c32(o, 10, e, r16(RE::word12.off));
 }
 
 // The BD cache update of one record: the entry point reports a VLAN id out
 // of range, makes the VDC's block or drops the update while the cache is off.
 inline void set_entry(uint16_t vdc, uint32_t vlan, uint16_t bd) { vlan_mgr_set_bd_cache_entry(vdc, vlan, bd); }
 
+// Payload offsets of the fields of list entry 0 (entry i: + stride * i).
+using CE = L::Create::Entry;
+constexpr size_t ce(size_t field_off) { return L::in_first(L::Create::entries, field_off); }
+using DE = L::Delete::Entry;
+constexpr size_t de(size_t field_off) { return L::in_first(L::Delete::entries, field_off); }
+using PE = L::PortMembership::Entry;
+constexpr size_t pe(size_t field_off) { return L::in_first(L::PortMembership::entries, field_off); }
+using BE = L::BdChange::Entry;
+constexpr size_t be(size_t field_off) { return L::in_first(L::BdChange::entries, field_off); }
+using TC = L::TypeChange;
+
+// The fields that are converted together lie side by side.
+static_assert(CE::type.off == CE::bd_id.off + 2 && CE::field7.off == CE::bd_id.off + 4 &&
+              CE::vdc_id.off == CE::bd_id.off + 6);
+static_assert(CE::primary.off == CE::vlan_id.off + 4 && CE::segment.off == CE::mode.off + 4 &&
+              CE::state.off == CE::options.off + 4);
+
 // A created VLAN: its BD id goes into the cache.
 void d5c1d(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16x4(o, 0, e, 4);   // out 0, 2, 4, 6 from 4, 6, 8, 10
-    c32x2(o, 8, e, 12);  // out 8, 12 from 12, 16
-    c32x2(o, 20, e, 24); // out 20, 24 from 24, 28
-    c32x2(o, 28, e, 32); // out 28, 32 from 32, 36
-    c32(o, 36, e, 40);
-    set_entry(wire::get_u16(e, 10), wire::get_u32(e, 12), wire::get_u16(e, 4));
+    c16x4(o, 0, e, ce(CE::bd_id.off));    // bd_id, v2, v4, vdc_id
+    c32x2(o, 8, e, ce(CE::vlan_id.off));  // vlan_id, v12
+    c32x2(o, 20, e, ce(CE::mode.off));    // v20, v24
+    c32x2(o, 28, e, ce(CE::options.off)); // v28, v32
+    c32(o, 36, e, ce(CE::field36.off));
+    set_entry(wire::get_u16(e, ce(CE::vdc_id.off)), wire::get_u32(e, ce(CE::vlan_id.off)),
+              wire::get_u16(e, ce(CE::bd_id.off)));
 }
 
 void d5c1d_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, 4);
-    c16(o, 2, e, 6);
-    c16(o, 4, e, 8);
-    c32(o, 6, e, 12);
-    c32(o, 10, e, 16);
-    c32(o, 14, e, 24);
-    c32(o, 18, e, 28);
-    c32(o, 22, e, 32);
-    c32(o, 26, e, 36);
-    set_entry(wire::get_u16(e, 10), wire::get_u32(e, 12), wire::get_u16(e, 4));
+    c16(o, 0, e, ce(CE::bd_id.off));
+    c16(o, 2, e, ce(CE::type.off));
+    c16(o, 4, e, ce(CE::field7.off));
+    c32(o, 6, e, ce(CE::vlan_id.off));
+    c32(o, 10, e, ce(CE::primary.off));
+    c32(o, 14, e, ce(CE::mode.off));
+    c32(o, 18, e, ce(CE::segment.off));
+    c32(o, 22, e, ce(CE::options.off));
+    c32(o, 26, e, ce(CE::state.off));
+    set_entry(wire::get_u16(e, ce(CE::vdc_id.off)), wire::get_u32(e, ce(CE::vlan_id.off)),
+              wire::get_u16(e, ce(CE::bd_id.off)));
 }
 
 // A deleted VLAN: its cache entry is cleared.
 void d5c22(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, 4);
-    c16(o, 2, e, 6);
-    c32(o, 4, e, 8);
-    c32(o, 8, e, 12);
-    vlan_mgr_invalidate_bd_cache_entry(wire::get_u16(e, 6), static_cast<int32_t>(wire::get_u32(e, 8)));
+    c16(o, 0, e, de(DE::bd_id.off));
+    c16(o, 2, e, de(DE::vdc_id.off));
+    c32(o, 4, e, de(DE::vlan_id.off));
+    c32(o, 8, e, de(DE::type.off));
+    vlan_mgr_invalidate_bd_cache_entry(wire::get_u16(e, de(DE::vdc_id.off)),
+                                       static_cast<int32_t>(wire::get_u32(e, de(DE::vlan_id.off))));
 }
 
 void d5c22_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, 4);
-    c32(o, 2, e, 8);
-    c32(o, 6, e, 12);
-    vlan_mgr_invalidate_bd_cache_entry(wire::get_u16(e, 6), static_cast<int32_t>(wire::get_u32(e, 8)));
+    c16(o, 0, e, de(DE::bd_id.off));
+    c32(o, 2, e, de(DE::vlan_id.off));
+    c32(o, 6, e, de(DE::type.off));
+    vlan_mgr_invalidate_bd_cache_entry(wire::get_u16(e, de(DE::vdc_id.off)),
+                                       static_cast<int32_t>(wire::get_u32(e, de(DE::vlan_id.off))));
 }
 
 void d5c24(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 2, e, 6);
-    cif(o, 4, e, 8);
-    c32(o, 8, e, 12);
-    cbm(o, 12, e, 20);
-    cbm(o, 528, e, 536);
+    c16(o, 2, e, pe(PE::vdc_id.off));
+    cif(o, 4, e, pe(PE::if_index.off));
+    c32(o, 8, e, pe(PE::mode.off));
+    cbm(o, 12, e, pe(PE::configured.bits_off()));
+    cbm(o, 528, e, pe(PE::active.bits_off()));
 }
 
 void d5c24_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    cif(o, 0, e, 8);
-    c32(o, 4, e, 12);
-    cbm(o, 8, e, 20);
+    cif(o, 0, e, pe(PE::if_index.off));
+    c32(o, 4, e, pe(PE::mode.off));
+    cbm(o, 8, e, pe(PE::configured.bits_off()));
 }
 
 void d5c28(uint8_t *o, const uint8_t *e, const uint8_t *)
@@ -311,24 +347,25 @@ void d5c28_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 // Element i at payload 4 + 30i.
 void d5c29(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, 4);
-    c32(o, 2, e, 6);
-    c16(o, 6, e, 10);
-    c32(o, 8, e, 12);
-    c32(o, 12, e, 16);
-    c32(o, 16, e, 20);
-    c32(o, 20, e, 24);
-    std::memset(o + 24, 0, 2);
-    c32(o, 26, e, 30);
+    c16(o, 0, e, r30(RE::first16.off));
+    c32(o, 2, e, r30(RE::first32.off));
+    c16(o, 6, e, r30(RE::second16.off));
+    c32(o, 8, e, r30(RE::second32.off));
+    c32(o, 12, e, r30(RE::word12.off));
+    c32(o, 16, e, r30(RE::word16.off));
+    c32(o, 20, e, r30(RE::word20.off));
+    std::memset(o + 24, 0, 2); // the half word at 24 is not read
+    c32(o, 26, e, r30(RE::word26.off));
 }
 
 // BD ids of the VDC at payload 2.
 void d5c2b(uint8_t *o, const uint8_t *e, const uint8_t *p)
 {
-    c32(o, 0, e, 8);
-    c16(o, 4, e, 12);
-    c16(o, 6, e, 14);
-    set_entry(wire::get_u16(p, 2), wire::get_u32(e, 8), wire::get_u16(e, 12));
+    c32(o, 0, e, be(BE::vlan_id.off));
+    c16(o, 4, e, be(BE::bd_id.off));
+    c16(o, 6, e, be(BE::field6.off));
+    set_entry(wire::get_u16(p, L::BdChange::vdc_id.off), wire::get_u32(e, be(BE::vlan_id.off)),
+              wire::get_u16(e, be(BE::bd_id.off)));
 }
 
 void d5c2c(uint8_t *o, const uint8_t *e, const uint8_t *)
@@ -395,17 +432,17 @@ void d5c20_local(uint8_t *o, const uint8_t *p, const uint8_t *)
 
 void d5c26(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c16(o, 0, p, 0);
-    c32(o, 2, p, 2);
-    c32(o, 6, p, 6);
-    c32(o, 10, p, 10);
+    c16(o, 0, p, TC::vdc_id.off);
+    c32(o, 2, p, TC::vlan_id.off);
+    c32(o, 6, p, TC::type.off);
+    c32(o, 10, p, TC::primary.off);
 }
 
 void d5c26_local(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c32(o, 0, p, 2);
-    c32(o, 4, p, 6);
-    c32(o, 8, p, 10);
+    c32(o, 0, p, TC::vlan_id.off);
+    c32(o, 4, p, TC::type.off);
+    c32(o, 8, p, TC::primary.off);
 }
 
 void d5c4e(uint8_t *o, const uint8_t *p, const uint8_t *)
@@ -418,18 +455,25 @@ void d5c4e(uint8_t *o, const uint8_t *p, const uint8_t *)
 // ---- The lists: count word, stride, bytes read of the last element, record
 // size, code of an allocator failure ------------------------------------------
 
-constexpr Counted k5c03{4, 16, 24, 16, kAllocFailed};
-constexpr Counted k5c03_local{4, 16, 24, 14, kAllocFailed};
-constexpr Counted k5c1d{0, 40, 44, 40, kAllocFailed};
-constexpr Counted k5c1d_local{0, 40, 40, 34, kAllocFailed};
-constexpr Counted k5c22{0, 12, 16, 12, kAllocFailed};
-constexpr Counted k5c22_local{0, 12, 16, 10, kAllocFailed};
-constexpr Counted k5c24{0, 1044, 1048, 1044, kAllocFailed};
-constexpr Counted k5c24_local{0, 1044, 532, 524, kAllocFailed};
+constexpr Counted k5c03{X::kReqResp16Reply.count.off, X::kReqResp16Reply.entries.stride, r16(RE::word12.end()), 16,
+                        kAllocFailed};
+constexpr Counted k5c03_local{X::kReqResp16Reply.count.off, X::kReqResp16Reply.entries.stride,
+                              r16(RE::word12.end()), 14, kAllocFailed};
+constexpr Counted k5c1d{L::Create::count.off, L::Create::entries.stride, ce(CE::field36.end()), 40, kAllocFailed};
+constexpr Counted k5c1d_local{L::Create::count.off, L::Create::entries.stride, ce(CE::state.end()), 34,
+                              kAllocFailed};
+constexpr Counted k5c22{L::Delete::count.off, L::Delete::entries.stride, de(DE::type.end()), 12, kAllocFailed};
+constexpr Counted k5c22_local{L::Delete::count.off, L::Delete::entries.stride, de(DE::type.end()), 10,
+                              kAllocFailed};
+constexpr Counted k5c24{L::PortMembership::count.off, L::PortMembership::entries.stride, pe(PE::active.end()), 1044,
+                        kAllocFailed};
+constexpr Counted k5c24_local{L::PortMembership::count.off, L::PortMembership::entries.stride,
+                              pe(PE::configured.end()), 524, kAllocFailed};
 constexpr Counted k5c28{0, 1568, 1572, 1568, kAllocFailed};
 constexpr Counted k5c28_local{0, 1568, 1572, 1568, kAllocFailed};
-constexpr Counted k5c29{0, 30, 34, 30, kAllocFailed};
-constexpr Counted k5c2b{4, 8, 16, 8, kAllocFailed};
+constexpr Counted k5c29{X::kReqResp30Reply.count.off, X::kReqResp30Reply.entries.stride, r30(RE::word26.end()), 30,
+                        kAllocFailed};
+constexpr Counted k5c2b{L::BdChange::count.off, L::BdChange::entries.stride, be(BE::field6.end()), 8, kAllocFailed};
 constexpr Counted k5c2c{4, 1052, 1060, 532, VLAN_MGR_ERR_NO_MEMORY};
 constexpr Counted k5c2c_local{4, 1052, 1060, 528, VLAN_MGR_ERR_NO_MEMORY};
 
@@ -448,7 +492,7 @@ Handler full_handler(uint32_t opcode)
     case 0x5C22: return counted<k5c22, d5c22>;
     case 0x5C24: return counted<k5c24, d5c24>;
     case 0x5C25: return if_lists<false>;
-    case 0x5C26: return single<14, 14, d5c26>;
+    case 0x5C26: return single<TC::kSize, 14, d5c26>;
     case 0x5C28: return counted<k5c28, d5c28>;
     case 0x5C29: return counted<k5c29, d5c29>;
     case 0x5C2B: return counted<k5c2b, d5c2b>;
@@ -473,7 +517,7 @@ Handler local_handler(uint32_t opcode)
     case 0x5C24:
     case 0x5C38: return counted<k5c24_local, d5c24_local>;
     case 0x5C25: return if_lists<true>;
-    case 0x5C26: return single<14, 12, d5c26_local>;
+    case 0x5C26: return single<TC::kSize, 12, d5c26_local>;
     case 0x5C28: return counted<k5c28_local, d5c28_local>;
     case 0x5C2B: return counted<k5c2b, d5c2b>;
     case 0x5C2C: return counted<k5c2c_local, d5c2c_local>;

@@ -7,12 +7,16 @@
 #include <vlan_mgr/notif.h>
 
 #include "frame/payload.h"
+#include "notif/layout.h"
 #include "notif/notif_decode.h"
 
 namespace vlan_mgr::notif {
 namespace {
 
 using wire::Reader;
+namespace L = layout::notif;
+using CE = L::Create::Entry;
+using DE = L::Delete::Entry;
 
 // Names are cut to their first 32 characters and always terminated.
 constexpr size_t kNameChars = VLAN_MGR_TLV_NAME_SIZE - 1;
@@ -23,33 +27,35 @@ void put(uint8_t *o, size_t off, T v)
     std::memcpy(o + off, &v, sizeof v);
 }
 
-// A fixed create entry (40 bytes, read from 40i): 16-bit values at 4, 6, 8,
-// 10, 32-bit values at 12 to 36 (the one at 20 unused). The word at 36 fills
-// both field14 and field15; field30 is not written; the name is empty.
+// A fixed create entry (read from 40i, so that its fields lie at the entry's
+// offsets plus 4): the state word fills both field14 and field15; field30
+// is not written; the name is empty.
+constexpr size_t ce(size_t field_off) { return L::in_first(L::Create::entries, field_off); }
+
 void create_from_entry(uint8_t *o, const uint8_t *e)
 {
-    c16(o, 0, e, 4);
-    c16(o, 2, e, 6);
-    c16(o, 4, e, 8);
-    c16(o, 6, e, 10);
-    c32(o, 8, e, 12);
-    c32(o, 12, e, 16);
-    c32(o, 16, e, 24);
-    c32(o, 20, e, 28);
-    c32(o, 24, e, 32);
-    c32(o, 28, e, 36);
-    c32(o, 32, e, 36);
+    c16(o, 0, e, ce(CE::bd_id.off));
+    c16(o, 2, e, ce(CE::type.off));
+    c16(o, 4, e, ce(CE::field7.off));
+    c16(o, 6, e, ce(CE::vdc_id.off));
+    c32(o, 8, e, ce(CE::vlan_id.off));
+    c32(o, 12, e, ce(CE::primary.off));
+    c32(o, 16, e, ce(CE::mode.off));
+    c32(o, 20, e, ce(CE::segment.off));
+    c32(o, 24, e, ce(CE::options.off));
+    c32(o, 28, e, ce(CE::state.off));
+    c32(o, 32, e, ce(CE::state.off));
     std::memset(o + offsetof(vlan_create_notif2_t, name), 0, VLAN_MGR_TLV_NAME_SIZE);
 }
 
-// A fixed delete entry (12 bytes): BD id, VDC id, VLAN id, field20; field15
+// A fixed delete entry: BD id, VDC id, VLAN id, field20 (the type); field15
 // is 0, the name empty, field31 not written.
 void delete_from_entry(uint8_t *o, const uint8_t *e)
 {
-    c16(o, 0, e, 0);
-    c16(o, 2, e, 2);
-    c32(o, 4, e, 4);
-    c32(o, 8, e, 8);
+    c16(o, 0, e, DE::bd_id.off);
+    c16(o, 2, e, DE::vdc_id.off);
+    c32(o, 4, e, DE::vlan_id.off);
+    c32(o, 8, e, DE::type.off);
     put<uint32_t>(o, 12, 0);
     std::memset(o + offsetof(vlan_delete_notif2_t, name), 0, VLAN_MGR_TLV_NAME_SIZE);
 }
@@ -94,8 +100,9 @@ void delete_from_tlv(uint8_t *o, const vlan_delete_notif2_t &s)
 template <typename Rec, typename Payload>
 struct Kind {
     uint32_t opcode, opcode2;
-    uint32_t entry_size;
-    uint32_t origin; // entry i is read at origin + entry_size * i
+    layout::U32 count;
+    layout::List entries;
+    uint32_t origin; // entry i is read at origin + stride * i
     void (*from_entry)(uint8_t *, const uint8_t *);
     void (*from_tlv)(uint8_t *, const Rec &);
     int32_t (*parse_tlv)(const void *, uint32_t, Payload **);
@@ -113,12 +120,12 @@ uint32_t parse(const Kind<Rec, Payload> &k, const mts_msg_hdl_t *msg, Rec **reco
     if (alloc == nullptr)
         return VLAN_MGR_ERR_INVALID_ARG;
     const Reader r = payload_of(msg);
-    if (!r.has(0, 4))
+    if (!r.has(k.count.off, k.count.width))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(0);
+    const uint32_t n = k.count.get(r);
     if (n == 0)
         return kEmpty;
-    const uint64_t fixed_end = 4 + uint64_t{k.entry_size} * n;
+    const uint64_t fixed_end = k.entries.end(n);
     if (fixed_end > r.size())
         return VLAN_MGR_ERR_TRUNCATED;
     if (fixed_end == r.size()) {
@@ -132,7 +139,7 @@ uint32_t parse(const Kind<Rec, Payload> &k, const mts_msg_hdl_t *msg, Rec **reco
         *count = n;
         *records = reinterpret_cast<Rec *>(out);
         const uint8_t *e = r.at(k.origin);
-        for (uint32_t i = 0; i < n; ++i, out += sizeof(Rec), e += k.entry_size)
+        for (uint32_t i = 0; i < n; ++i, out += sizeof(Rec), e += k.entries.stride)
             k.from_entry(out, e);
         return VLAN_MGR_OK;
     }
@@ -164,10 +171,12 @@ uint32_t parse(const Kind<Rec, Payload> &k, const mts_msg_hdl_t *msg, Rec **reco
 }
 
 const Kind<vlan_create_notif2_t, vlan_create_notif2_payload_t> kCreate{
-    VLAN_MGR_NOTIF_VLAN_CREATE, VLAN_MGR_NOTIF_VLAN_CREATE_2, 40, 0, create_from_entry, create_from_tlv,
+    VLAN_MGR_NOTIF_VLAN_CREATE, VLAN_MGR_NOTIF_VLAN_CREATE_2, L::Create::count, L::Create::entries, 0,
+    create_from_entry, create_from_tlv,
     vlan_mgr_create_notif2_parse_notification};
 const Kind<vlan_delete_notif2_t, vlan_delete_notif2_payload_t> kDelete{
-    VLAN_MGR_NOTIF_VLAN_DELETE, VLAN_MGR_NOTIF_VLAN_DELETE_2, 12, 4, delete_from_entry, delete_from_tlv,
+    VLAN_MGR_NOTIF_VLAN_DELETE, VLAN_MGR_NOTIF_VLAN_DELETE_2, L::Delete::count, L::Delete::entries,
+    L::Delete::entries.off, delete_from_entry, delete_from_tlv,
     vlan_mgr_delete_notif2_parse_notification};
 
 } // namespace

@@ -4,7 +4,7 @@
 #include <vlan_mgr/bd_db.h>
 #include <vlan_mgr/rsvd.h>
 
-#include "bd_db/bd_record.h"
+#include "bd_db/bd_read.h"
 #include "frame/bitmap.h"
 #include "frame/local_vdc.h"
 #include <vlan_mgr/internal/wire.h>

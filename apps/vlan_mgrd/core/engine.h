@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "handlers.h"
+#include "notification.h"
 #include "state.h"
 
 namespace vlan_mgrd {
@@ -24,12 +25,6 @@ struct EngineOptions {
     // a save is still atomic and survives the daemon being killed (the
     // kernel holds the renamed file), but not a crash of the machine.
     bool sync = true;
-};
-
-// A notification to send: opcode and payload.
-struct Notification {
-    uint32_t opcode;
-    std::vector<uint8_t> payload;
 };
 
 class Engine {

@@ -1,105 +1,44 @@
-// The notifications of a change. Every payload is big-endian except the
-// bitmaps' length words (host order, 512) and interface indexes (as
-// hton_if_index gives them); the TLV parts are built by the library's own
-// encoders. Field meanings: docs/protocol/notifications.md.
+// The notifications of a change: which VLANs and ports each notification
+// names. The payloads are written by the manager's encoders
+// (vlan_mgr/server/notif.h), from the layouts the library's notification
+// parsers read.
 #include "notify.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
 #include <vlan_mgr/notif.h>
-#include <vlan_mgr_platform.h>
+#include <vlan_mgr/server/notif.h>
 
 #include "publish.h"
-#include "wire_io.h"
 
 namespace vlan_mgrd {
 namespace {
 
-constexpr size_t kCreateEntry = 40;
-constexpr size_t kDeleteEntry = 12;
-constexpr size_t kPortElement = 1044;
-constexpr uint32_t kNameField = 33; // a name and its NUL
-
-void copy_name(char (&dst)[VLAN_MGR_TLV_NAME_SIZE], const std::string &name)
-{
-    std::memset(dst, 0, sizeof dst);
-    std::memcpy(dst, name.data(), std::min(name.size(), sizeof dst - 1));
-}
-
-// Appends the TLV part that `build` makes of `rec` (a malloc'ed payload
-// record) to `out`; frees both.
-template <typename Rec, typename Build>
-bool append_tlv(Rec *rec, Build build, std::vector<uint8_t> &out, std::string &error, const char *what)
-{
-    void *tlv = nullptr;
-    uint32_t tlv_len = 0;
-    const int32_t rc = build(rec, &tlv, &tlv_len);
-    std::free(rec);
-    if (rc != 0 || tlv == nullptr) {
-        std::free(tlv);
-        char b[96];
-        std::snprintf(b, sizeof b, "%s: TLV encoding failed, error 0x%x", what, static_cast<uint32_t>(rc));
-        error = b;
-        return false;
-    }
-    const auto *p = static_cast<const uint8_t *>(tlv);
-    out.insert(out.end(), p, p + tlv_len);
-    std::free(tlv);
-    return true;
-}
+namespace server = vlan_mgr::server;
 
 bool build_create(const Vdc &vdc, const VlanSet &created, std::vector<Notification> &out, std::string &error)
 {
-    const uint32_t n = static_cast<uint32_t>(created.count());
-    Notification note{VLAN_MGR_NOTIF_VLAN_CREATE, {}};
-    note.payload.reserve(4 + kCreateEntry * n + 128 * size_t{n});
-    WireWriter w(note.payload);
-    w.u32(n);
-    const size_t rec_size = sizeof(vlan_create_notif2_payload_t) + sizeof(vlan_create_notif2_t) * size_t{n};
-    auto *recs = static_cast<vlan_create_notif2_payload_t *>(std::calloc(1, rec_size));
-    if (recs == nullptr) {
-        error = "out of memory for the create notification";
-        return false;
-    }
-    recs->count = n;
-    uint32_t i = 0;
+    std::vector<server::CreatedVlan> vlans;
+    vlans.reserve(created.count());
     for (uint32_t v = 1; v <= kVlanMax; ++v) {
         if (!created.test(v))
             continue;
         const Vlan &vl = vdc.vlans[v];
-        const uint32_t state = static_cast<uint32_t>(vl.state);
-        w.u16(bd_of(v));
-        w.u16(static_cast<uint16_t>(vl.type));
-        w.u16(0);
-        w.u16(vdc.id);
-        w.u32(v);
-        w.u32(vl.primary);
-        w.u32(0);
-        w.u32(vl.mode);
-        w.u32(vl.segment);
-        w.u32(vl.create_options);
-        w.u32(state);
-        w.u32(0);
-        vlan_create_notif2_t rec{};
-        rec.bd_id = bd_of(v);
-        rec.field10 = static_cast<uint16_t>(vl.type);
-        rec.field7 = 0;
-        rec.vdc_vlan.vdc_id = vdc.id;
-        rec.vdc_vlan.vlan_id = v;
-        rec.field6 = vl.primary;
-        rec.field13 = vl.mode;
-        rec.field11 = vl.segment;
-        rec.field12 = vl.create_options;
-        rec.field14 = state;
-        rec.field15 = state;
-        rec.field30 = 0;
-        copy_name(rec.name, display_name(v, vl));
-        std::memcpy(&recs->data[i++], &rec, sizeof rec);
+        server::CreatedVlan c;
+        c.bd_id = bd_of(v);
+        c.type = static_cast<uint16_t>(vl.type);
+        c.vdc_id = vdc.id;
+        c.vlan_id = v;
+        c.primary = vl.primary;
+        c.mode = vl.mode;
+        c.segment = vl.segment;
+        c.options = vl.create_options;
+        c.state = static_cast<uint32_t>(vl.state);
+        c.name = display_name(v, vl);
+        vlans.push_back(std::move(c));
     }
-    if (!append_tlv(recs, vlan_mgr_create_notif2_build_notification, note.payload, error, "create notification"))
+    Notification note{VLAN_MGR_NOTIF_VLAN_CREATE, {}};
+    if (!server::encode_create_notification(vlans, note.payload, error))
         return false;
     out.push_back(std::move(note));
     return true;
@@ -107,39 +46,25 @@ bool build_create(const Vdc &vdc, const VlanSet &created, std::vector<Notificati
 
 bool build_delete(const Vdc &vdc, const VdcChanges &c, std::vector<Notification> &out, std::string &error)
 {
-    const uint32_t n = static_cast<uint32_t>(c.deleted.count());
-    Notification note{VLAN_MGR_NOTIF_VLAN_DELETE, {}};
-    note.payload.reserve(4 + kDeleteEntry * n + 96 * size_t{n});
-    WireWriter w(note.payload);
-    w.u32(n);
-    const size_t rec_size = sizeof(vlan_delete_notif2_payload_t) + sizeof(vlan_delete_notif2_t) * size_t{n};
-    auto *recs = static_cast<vlan_delete_notif2_payload_t *>(std::calloc(1, rec_size));
-    if (recs == nullptr) {
-        error = "out of memory for the delete notification";
-        return false;
-    }
-    recs->count = n;
-    uint32_t i = 0;
+    std::vector<server::DeletedVlan> vlans;
+    vlans.reserve(c.deleted.count());
     for (uint32_t v = 1; v <= kVlanMax; ++v) {
         if (!c.deleted.test(v))
             continue;
         const auto it = c.deleted_before.find(v);
         const Vlan before = it != c.deleted_before.end() ? it->second : Vlan{};
-        w.u16(bd_of(v));
-        w.u16(vdc.id);
-        w.u32(v);
-        w.u32(before.type);
-        vlan_delete_notif2_t rec{};
-        rec.bd_id = bd_of(v);
-        rec.vdc_vlan.vdc_id = vdc.id;
-        rec.vdc_vlan.vlan_id = v;
-        rec.field20 = before.type;
-        rec.field15 = static_cast<uint32_t>(before.state);
-        copy_name(rec.name, display_name(v, before));
-        rec.field31 = before.primary;
-        std::memcpy(&recs->data[i++], &rec, sizeof rec);
+        server::DeletedVlan d;
+        d.bd_id = bd_of(v);
+        d.vdc_id = vdc.id;
+        d.vlan_id = v;
+        d.type = before.type;
+        d.state = static_cast<uint32_t>(before.state);
+        d.primary = before.primary;
+        d.name = display_name(v, before);
+        vlans.push_back(std::move(d));
     }
-    if (!append_tlv(recs, vlan_mgr_delete_notif2_build_notification, note.payload, error, "delete notification"))
+    Notification note{VLAN_MGR_NOTIF_VLAN_DELETE, {}};
+    if (!server::encode_delete_notification(vlans, note.payload, error))
         return false;
     out.push_back(std::move(note));
     return true;
@@ -147,24 +72,11 @@ bool build_delete(const Vdc &vdc, const VdcChanges &c, std::vector<Notification>
 
 void build_names(const Vdc &vdc, const VlanSet &renamed, std::vector<Notification> &out)
 {
-    Notification note{VLAN_MGR_NOTIF_VLAN_NAME, {}};
-    WireWriter w(note.payload);
-    w.u32(static_cast<uint32_t>(renamed.count()));
-    for (uint32_t v = 1; v <= kVlanMax; ++v) {
-        if (!renamed.test(v))
-            continue;
-        w.u16(vdc.id);
-        w.u32(v);
-        w.u32(0);          // texts, not values
-        w.u32(kNameField); // the name
-        w.u32(0);          // no second text
-        char name[kNameField];
-        std::memset(name, 0, sizeof name);
-        const std::string s = display_name(v, vdc.vlans[v]);
-        std::memcpy(name, s.data(), std::min(s.size(), sizeof name - 1));
-        w.bytes(name, sizeof name);
-    }
-    out.push_back(std::move(note));
+    std::vector<server::VlanName> vlans;
+    for (uint32_t v = 1; v <= kVlanMax; ++v)
+        if (renamed.test(v))
+            vlans.push_back({vdc.id, v, display_name(v, vdc.vlans[v])});
+    out.push_back({VLAN_MGR_NOTIF_VLAN_NAME, server::encode_name_notification(vlans)});
 }
 
 void build_types(const Vdc &vdc, const VlanSet &retyped, std::vector<Notification> &out)
@@ -172,60 +84,35 @@ void build_types(const Vdc &vdc, const VlanSet &retyped, std::vector<Notificatio
     for (uint32_t v = 1; v <= kVlanMax; ++v) {
         if (!retyped.test(v) || !vdc.vlans[v].created)
             continue;
-        Notification note{VLAN_MGR_NOTIF_VLAN_TYPE_CHANGE, {}};
-        WireWriter w(note.payload);
-        w.u16(vdc.id);
-        w.u32(v);
-        w.u32(vdc.vlans[v].type);
-        w.u32(vdc.vlans[v].primary);
-        out.push_back(std::move(note));
+        out.push_back({VLAN_MGR_NOTIF_VLAN_TYPE_CHANGE,
+                       server::encode_type_change_notification(vdc.id, v, vdc.vlans[v].type, vdc.vlans[v].primary)});
     }
 }
 
 void build_bd(const Vdc &vdc, const VlanSet &vlans, std::vector<Notification> &out)
 {
-    Notification note{VLAN_MGR_NOTIF_BD_CHANGE, {}};
-    WireWriter w(note.payload);
-    w.u16(0);
-    w.u16(vdc.id);
-    w.u32(static_cast<uint32_t>(vlans.count()));
-    for (uint32_t v = 1; v <= kVlanMax; ++v) {
-        if (!vlans.test(v))
-            continue;
-        w.u32(v);
-        w.u16(bd_of(v));
-        w.u16(0);
-    }
-    out.push_back(std::move(note));
+    std::vector<server::VlanBd> bds;
+    bds.reserve(vlans.count());
+    for (uint32_t v = 1; v <= kVlanMax; ++v)
+        if (vlans.test(v))
+            bds.push_back({v, bd_of(v)});
+    out.push_back({VLAN_MGR_NOTIF_BD_CHANGE, server::encode_bd_change_notification(vdc.id, bds)});
 }
 
 void build_ports(const Vdc &vdc, const std::set<uint32_t> &ports, std::vector<Notification> &out)
 {
-    Notification note{VLAN_MGR_NOTIF_PORT_MEMB_CHANGE, {}};
-    note.payload.reserve(4 + kPortElement * ports.size());
-    WireWriter w(note.payload);
-    const size_t count_at = w.size();
-    w.u32(0);
-    uint32_t n = 0;
+    std::vector<server::PortMembership> entries;
     const VlanSet active = vdc.active_vlans();
     for (uint32_t if_index : ports) {
         const Port *p = vdc.port(if_index);
         if (p == nullptr)
             continue;
-        ++n;
-        w.u16(0);
-        w.u16(vdc.id);
-        const uint32_t idx = hton_if_index(p->if_index);
-        w.bytes(&idx, 4);
-        w.u32(p->mode);
         const VlanSet configured = vdc.port_vlans(*p, false);
-        w.bitmap(configured);
-        w.bitmap(configured & active);
+        entries.push_back({vdc.id, p->if_index, p->mode, configured, configured & active});
     }
-    if (n == 0)
+    if (entries.empty())
         return;
-    w.patch32(count_at, n);
-    out.push_back(std::move(note));
+    out.push_back({VLAN_MGR_NOTIF_PORT_MEMB_CHANGE, server::encode_port_membership_notification(entries)});
 }
 
 } // namespace

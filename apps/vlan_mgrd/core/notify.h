@@ -1,12 +1,13 @@
-// Building the notifications of a change (layouts in
-// docs/protocol/notifications.md).
+// Building the notifications of a change: what to notify is decided here,
+// the payloads are written by the encoders of vlan_mgr/server/notif.h
+// (field meanings: docs/protocol/notifications.md).
 #ifndef VLAN_MGRD_NOTIFY_H
 #define VLAN_MGRD_NOTIFY_H
 
 #include <string>
 #include <vector>
 
-#include "engine.h"
+#include "notification.h"
 #include "state.h"
 
 namespace vlan_mgrd {
