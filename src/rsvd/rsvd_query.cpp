@@ -2,12 +2,12 @@
 // database, as a pair of bounds or as a VLAN bitmap; and the reserved VLAN
 // list computed by arithmetic alone. Nothing here reports a failure.
 #include <vlan_mgr/bd_db.h>
+#include <vlan_mgr/internal/wire.h>
 #include <vlan_mgr/rsvd.h>
 
 #include "bd_db/bd_read.h"
 #include "frame/bitmap.h"
 #include "frame/local_vdc.h"
-#include <vlan_mgr/internal/wire.h>
 #include "rsvd/rsvd_bits.h"
 #include "vlan_mgr_platform.h"
 
@@ -17,47 +17,43 @@ namespace {
 
 constexpr uint32_t kUnread = 4095; // both bounds until their records are read
 
-// Object ids of the current range's records under the VDC's BD key.
-constexpr uint32_t kCurrentStartObject = 0x1002;
-constexpr uint32_t kCurrentEndObject = 0x1003;
-// The future range's records are keyed by these bare host-order words.
-constexpr uint32_t kFutureStartKey = 9;
-constexpr uint32_t kFutureEndKey = 10;
+namespace rec = vlan_mgr::layout::bd_db;
 
-// The two records of one range: their keys and where the value sits in the
-// record. The current range holds a 16-bit value at offset 0, the future
-// range a 32-bit value at offset 2, both big-endian.
+// The two records of one range: their keys and the bound's field in the
+// record (the current range: RsvdRecord, a 16-bit VLAN id; the future range:
+// FutureRsvdRecord, a 32-bit VLAN id).
 struct RangeRecords {
     bd_db::Key start_key;
     bd_db::Key end_key;
-    size_t offset;
-    size_t width;
+    uint32_t (*get)(const wire::Reader &r);
+    size_t end; // where the field ends: a shorter record is a failed read
 };
 
 // The current range's records sit under the VDC's BD keys.
 RangeRecords current_records(uint16_t vdc_id)
 {
-    return {bd_db::make_key(vdc_id, kCurrentStartObject), bd_db::make_key(vdc_id, kCurrentEndObject), 0, 2};
+    return {bd_db::make_key(vdc_id, rec::VdcKey::kRsvdStartObject), bd_db::make_key(vdc_id, rec::VdcKey::kRsvdEndObject),
+            [](const wire::Reader &r) -> uint32_t { return rec::RsvdRecord::vlan_id.get(r); },
+            rec::RsvdRecord::vlan_id.end()};
 }
 
-bd_db::Key host_order_key(uint32_t word)
+// The future range's records are keyed by bare host-order words.
+RangeRecords future_records()
 {
-    bd_db::Key k;
-    wire::put_host_u32(k.bytes, 0, word);
-    return k;
+    return {bd_db::future_key(rec::FutureKey::kStartWord), bd_db::future_key(rec::FutureKey::kEndWord),
+            [](const wire::Reader &r) { return rec::FutureRsvdRecord::vlan_id.get(r); },
+            rec::FutureRsvdRecord::vlan_id.end()};
 }
-
-RangeRecords future_records() { return {host_order_key(kFutureStartKey), host_order_key(kFutureEndKey), 2, 4}; }
 
 // Reads one bound. The read counts only when a record came back with the
 // error word 0 and holds the whole value; nothing past the record's length
 // is read.
 bool read_bound(const char *handle, const bd_db::Key &key, const RangeRecords &layout, uint32_t *value)
 {
-    const bd_db::Read rec = bd_db::read_record(handle, key);
-    if (!rec.has(layout.offset + layout.width))
+    const bd_db::Read r = bd_db::read_record(handle, key);
+    if (!r.has(layout.end))
         return false;
-    *value = layout.width == 2 ? wire::get_u16(rec.data, layout.offset) : wire::get_u32(rec.data, layout.offset);
+    *value = layout.get(r.reader());
     return true;
 }
 

@@ -1,9 +1,10 @@
 // Request handlers: one function per request opcode, grouped by family in
 // tables, and the one dispatch that the server and the tests call.
 //
-// A handler reads the request payload (every read bounds-checked through
-// WireReader), changes the Manager, marks what it changed in the ChangeSet and
-// writes the whole reply payload into `reply`. It never throws on bad input:
+// A handler decodes the request with the library's decoder of its message
+// (vlan_mgr::server, which never reads outside the payload), changes the
+// Manager, marks what it changed in the ChangeSet and sets `reply` to the
+// library's encoding of the reply. It never throws on bad input:
 // a malformed or truncated request is answered with a 4-byte status
 // (VLAN_MGR_ERR_BAD_REQUEST) and changes nothing.
 #ifndef VLAN_MGRD_HANDLERS_H
