@@ -14,6 +14,8 @@
 #include <vlan_mgr/server/config.h>
 #include <vlan_mgr/tlv.h>
 
+#include "server_fuzz.h"
+
 namespace server = vlan_mgr::server;
 
 namespace {
@@ -211,7 +213,7 @@ void configmode(const uint8_t *p, size_t n)
     std::free(rsp);
 }
 
-using Decoder = void (*)(const uint8_t *, size_t);
+using server_fuzz::Decoder;
 constexpr Decoder kDecoders[] = {create,      del,        type_change, association,   association_multi,
                                  name_to_id, rsvd_check, create_update, configmode};
 
@@ -219,12 +221,5 @@ constexpr Decoder kDecoders[] = {create,      del,        type_change, associati
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size == 0)
-        return 0;
-    const Decoder d = kDecoders[data[0] % (sizeof kDecoders / sizeof kDecoders[0])];
-    auto buf = std::make_unique<uint8_t[]>(size - 1);
-    if (size > 1)
-        std::memcpy(buf.get(), data + 1, size - 1);
-    d(buf.get(), size - 1);
-    return 0;
+    return server_fuzz::run_one(kDecoders, data, size);
 }

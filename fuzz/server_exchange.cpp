@@ -11,6 +11,8 @@
 #include <vlan_mgr/frame.h>
 #include <vlan_mgr/server/exchange.h>
 
+#include "server_fuzz.h"
+
 namespace server = vlan_mgr::server;
 
 namespace {
@@ -45,19 +47,12 @@ void req_resp(const uint8_t *p, size_t n)
     answer<server::ReqResp30Entry>(keys, server::encode_req_resp30_entries, VLAN_MGR_REQ_RESP_30_STRIDE);
 }
 
-using Decoder = void (*)(const uint8_t *, size_t);
+using server_fuzz::Decoder;
 constexpr Decoder kDecoders[] = {req_resp};
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size == 0)
-        return 0;
-    const Decoder d = kDecoders[data[0] % (sizeof kDecoders / sizeof kDecoders[0])];
-    auto buf = std::make_unique<uint8_t[]>(size - 1);
-    if (size > 1)
-        std::memcpy(buf.get(), data + 1, size - 1);
-    d(buf.get(), size - 1);
-    return 0;
+    return server_fuzz::run_one(kDecoders, data, size);
 }

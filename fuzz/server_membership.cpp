@@ -12,6 +12,8 @@
 #include <vlan_mgr/server/membership.h>
 #include <vlan_mgr/tlv.h>
 
+#include "server_fuzz.h"
+
 namespace server = vlan_mgr::server;
 
 namespace {
@@ -149,19 +151,12 @@ void comprgrp(const uint8_t *p, size_t n)
         std::abort();
 }
 
-using Decoder = void (*)(const uint8_t *, size_t);
+using server_fuzz::Decoder;
 constexpr Decoder kDecoders[] = {port_list, per_vlan, update_access, update_trunking, memb_info, port_memb_2, comprgrp};
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size == 0)
-        return 0;
-    const Decoder d = kDecoders[data[0] % (sizeof kDecoders / sizeof kDecoders[0])];
-    auto buf = std::make_unique<uint8_t[]>(size - 1);
-    if (size > 1)
-        std::memcpy(buf.get(), data + 1, size - 1);
-    d(buf.get(), size - 1);
-    return 0;
+    return server_fuzz::run_one(kDecoders, data, size);
 }

@@ -14,6 +14,8 @@
 #include <vlan_mgr/server/query.h>
 #include <vlan_mgr/tlv.h>
 
+#include "server_fuzz.h"
+
 namespace server = vlan_mgr::server;
 
 namespace {
@@ -174,7 +176,7 @@ void vni_mapping(const uint8_t *p, size_t n)
           out1 == req.vni && out2 == req.value && out3 == 1);
 }
 
-using Decoder = void (*)(const uint8_t *, size_t);
+using server_fuzz::Decoder;
 constexpr Decoder kDecoders[] = {
     vlan_info,          all_created,    range_created,      vlans_for_attr,          reserve_info,
     all_created_vlan_2, diag_vlan_info, dyn_rsvd_vlan_info, range_created_vlan_name, vni_mapping,
@@ -184,12 +186,5 @@ constexpr Decoder kDecoders[] = {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size == 0)
-        return 0;
-    const Decoder d = kDecoders[data[0] % (sizeof kDecoders / sizeof kDecoders[0])];
-    auto buf = std::make_unique<uint8_t[]>(size - 1);
-    if (size > 1)
-        std::memcpy(buf.get(), data + 1, size - 1);
-    d(buf.get(), size - 1);
-    return 0;
+    return server_fuzz::run_one(kDecoders, data, size);
 }

@@ -60,13 +60,7 @@ uint32_t send_and_parse(uint32_t opcode, const server::Payload &entries, size_t 
     return st;
 }
 
-template <class T>
-T at(const uint8_t *recs, size_t i)
-{
-    T t;
-    std::memcpy(&t, recs + sizeof(T) * i, sizeof t);
-    return t;
-}
+using roundtrip::record_at;
 
 TEST(ExchangeRoundTrip, RequestKeysDecodeInOrder)
 {
@@ -96,7 +90,7 @@ TEST(ExchangeRoundTrip, ReqResp16EntriesReadBackFromTheSentReply)
         ASSERT_EQ(send_and_parse(MTS_OPC_VLAN_REQ_RESP_16, entries, 16, recs, count), 0u) << "case " << i;
         ASSERT_EQ(count, in.size());
         for (size_t k = 0; k < in.size(); ++k) {
-            const auto r = at<vlan_mgr_notif_5c03_t>(recs.get(), k);
+            const auto r = record_at<vlan_mgr_notif_5c03_t>(recs.get(), k);
             ASSERT_EQ((server::ReqResp16Entry{r.v0, r.v2, r.vdc_id, r.v8}), in[k]) << "entry " << k;
             ASSERT_EQ(r.v12, 0u);
         }
@@ -121,7 +115,7 @@ TEST(ExchangeRoundTrip, ReqResp30EntriesOfEveryTypeReadBackFromTheSentReply)
         ASSERT_EQ(send_and_parse(MTS_OPC_VLAN_REQ_RESP_30, entries, 30, recs, count), 0u) << "case " << i;
         ASSERT_EQ(count, in.size());
         for (size_t k = 0; k < in.size(); ++k) {
-            const auto r = at<vlan_mgr_notif_5c29_t>(recs.get(), k);
+            const auto r = record_at<vlan_mgr_notif_5c29_t>(recs.get(), k);
             ASSERT_EQ((server::ReqResp30Entry{r.v0, r.v2, r.v6, r.v8}), in[k]) << "entry " << k;
             ASSERT_TRUE(r.v12 == 0 && r.v16 == 0 && r.v20 == 0 && r.v24 == 0 && r.v26 == 0);
         }

@@ -52,13 +52,7 @@ uint32_t parse_change(uint32_t opcode, const server::Payload &payload, Owned<uin
     return st;
 }
 
-template <class T>
-T at(const uint8_t *recs, size_t i)
-{
-    T t;
-    std::memcpy(&t, recs + sizeof(T) * i, sizeof t);
-    return t;
-}
+using roundtrip::record_at;
 
 TEST(NotifRoundTrip, CreateNotificationReadsBackFromTheTlvPartAndTheFixedList)
 {
@@ -116,7 +110,7 @@ TEST(NotifRoundTrip, CreateNotificationReadsBackFromTheTlvPartAndTheFixedList)
         ASSERT_EQ(parse_change(VLAN_MGR_NOTIF_VLAN_CREATE, p, fixed, count), 0u);
         ASSERT_EQ(count, in.size());
         for (size_t k = 0; k < in.size(); ++k) {
-            const auto r = at<vlan_mgr_notif_vlan_create_t>(fixed.get(), k);
+            const auto r = record_at<vlan_mgr_notif_vlan_create_t>(fixed.get(), k);
             ASSERT_EQ(r.bd_id, in[k].bd_id);
             ASSERT_EQ(r.v2, in[k].type);
             ASSERT_EQ(r.v4, 0u);
@@ -173,7 +167,7 @@ TEST(NotifRoundTrip, DeleteNotificationReadsBackFromTheTlvPartAndTheFixedList)
         ASSERT_EQ(parse_change(VLAN_MGR_NOTIF_VLAN_DELETE, p, fixed, count), 0u);
         ASSERT_EQ(count, in.size());
         for (size_t k = 0; k < in.size(); ++k) {
-            const auto r = at<vlan_mgr_notif_vlan_delete_t>(fixed.get(), k);
+            const auto r = record_at<vlan_mgr_notif_vlan_delete_t>(fixed.get(), k);
             ASSERT_EQ(r.bd_id, in[k].bd_id);
             ASSERT_EQ(r.vdc_id, in[k].vdc_id);
             ASSERT_EQ(r.vlan_id, in[k].vlan_id);
@@ -227,7 +221,7 @@ TEST(NotifRoundTrip, TypeChangeNotificationOfEveryType)
         uint32_t count = 0;
         ASSERT_EQ(parse_change(VLAN_MGR_NOTIF_VLAN_TYPE_CHANGE, p, recs, count), 0u);
         ASSERT_EQ(count, 1u);
-        const auto r = at<vlan_mgr_notif_5c26_t>(recs.get(), 0);
+        const auto r = record_at<vlan_mgr_notif_5c26_t>(recs.get(), 0);
         EXPECT_EQ(r.vdc_id, vdc);
         EXPECT_EQ(r.v2, vlan);
         EXPECT_EQ(r.v6, type);
@@ -250,7 +244,7 @@ TEST(NotifRoundTrip, BdChangeNotification)
         ASSERT_EQ(parse_change(VLAN_MGR_NOTIF_BD_CHANGE, p, recs, count), 0u);
         ASSERT_EQ(count, in.size());
         for (size_t k = 0; k < in.size(); ++k) {
-            const auto r = at<vlan_mgr_notif_bd_change_t>(recs.get(), k);
+            const auto r = record_at<vlan_mgr_notif_bd_change_t>(recs.get(), k);
             ASSERT_EQ((server::VlanBd{r.vlan_id, r.bd_id}), in[k]) << "entry " << k;
             ASSERT_EQ(r.v6, 0u);
         }

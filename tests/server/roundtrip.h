@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <numeric>
 #include <random>
@@ -96,6 +97,16 @@ inline vlan_mgr::server::Payload bytes_of(const void *p, uint32_t len)
 {
     const auto *b = static_cast<const uint8_t *>(p);
     return vlan_mgr::server::Payload(b, b + len);
+}
+
+// Record i of an array of T that a parser returned (copied: the array
+// holds packed records at any alignment).
+template <class T>
+T record_at(const uint8_t *recs, size_t i)
+{
+    T t;
+    std::memcpy(&t, recs + sizeof(T) * i, sizeof t);
+    return t;
 }
 
 } // namespace roundtrip
