@@ -86,7 +86,7 @@ void update_trunking(const uint8_t *p, size_t n)
     if (req.records.empty())
         std::abort();
     std::vector<server::PortStatus> st;
-    for (const server::TrunkRecord &r : req.records)
+    for (const server::TrunkUpdateRecord &r : req.records)
         st.push_back({r.if_index, 0});
     const server::Payload reply = server::encode_update_port_trunking_memb_reply(req.op, req.records[0].key, st);
     Freed<trunking_update_result> res;

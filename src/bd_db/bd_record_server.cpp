@@ -108,7 +108,7 @@ Payload encode_access_record(const AccessEntry &e, size_t slots)
     return out;
 }
 
-Payload encode_trunk_record(const TrunkRecord &t)
+Payload encode_trunk_record(const TrunkPortRecord &t)
 {
     using T = rec::TrunkRecord;
     Payload out(T::kSize);

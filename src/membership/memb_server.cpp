@@ -221,7 +221,7 @@ uint32_t decode_update_port_trunking_memb_request(const uint8_t *payload, size_t
     out.records.resize(n);
     for (uint32_t i = 0; i < n; ++i) {
         const wire::Reader e = Req::records.entry(r, i);
-        TrunkRecord &rec = out.records[i];
+        TrunkUpdateRecord &rec = out.records[i];
         rec.key = get_key(e, Req::key);
         rec.value = Req::value.get(e);
         // The length word is the sender's 512 in its own byte order: not read.

@@ -58,7 +58,7 @@ PayloadRec *alloc_records(size_t n)
 
 } // namespace
 
-bool encode_create_notification(std::span<const CreatedVlan> vlans, Payload &out, std::string &error)
+bool encode_create_notification(std::span<const CreatedVlanNotice> vlans, Payload &out, std::string &error)
 {
     using E = L::Create::Entry;
     const size_t n = vlans.size();
@@ -72,7 +72,7 @@ bool encode_create_notification(std::span<const CreatedVlan> vlans, Payload &out
     wire::Writer w(out.data(), out.size());
     L::Create::count.put(w, static_cast<uint32_t>(n));
     for (size_t i = 0; i < n; ++i) {
-        const CreatedVlan &v = vlans[i];
+        const CreatedVlanNotice &v = vlans[i];
         wire::Writer e = L::Create::entries.entry(w, i);
         E::bd_id.put(e, v.bd_id);
         E::type.put(e, v.type);

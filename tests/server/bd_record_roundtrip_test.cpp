@@ -184,9 +184,9 @@ TEST_F(BdRecordRoundTrip, TrunkRecordsReadBack)
         bdtest::fresh_tables();
         const size_t n = i == 0 ? 4096 : g.size_for(i, 48);
         std::vector<uint32_t> ifs;
-        std::vector<server::TrunkRecord> in;
+        std::vector<server::TrunkPortRecord> in;
         for (size_t k = 0; k < n; ++k) {
-            server::TrunkRecord t;
+            server::TrunkPortRecord t;
             t.if_index = 0x1A000000u + static_cast<uint32_t>(k) * 0x1000u;
             t.vdc_id = 1;
             t.mode = g.in(1, 2);
@@ -212,7 +212,7 @@ TEST_F(BdRecordRoundTrip, TrunkRecordsReadBack)
             uint32_t comprgrp;
             std::memcpy(&voice, e + offsetof(vlan_mgr_sdb_trunking_memb_t, value4), 2);
             std::memcpy(&comprgrp, e + offsetof(vlan_mgr_sdb_trunking_memb_t, value5), 4);
-            server::TrunkRecord got;
+            server::TrunkPortRecord got;
             got.if_index = h.if_index;
             got.vdc_id = h.value1;
             got.mode = h.value2;
@@ -259,7 +259,7 @@ TEST(BdRecordEncode, AccessRecordRepeatsItsEntryAndTrunkRecordBytes)
     two.insert(two.end(), one.begin(), one.end());
     EXPECT_EQ(server::encode_access_record(a, 2), two);
 
-    server::TrunkRecord t;
+    server::TrunkPortRecord t;
     t.if_index = 0x1A000000;
     t.vdc_id = 1;
     t.mode = 2;

@@ -425,7 +425,7 @@ TEST(MembershipRoundTrip, UpdatePortTrunkingMembRequestOfEveryOperation)
         const size_t n = bitmap_list_size(g, i);
         const std::vector<uint32_t> ports = if_indexes(g, n);
         std::vector<trunking_update_input> recs(n);
-        std::vector<server::TrunkRecord> want(n);
+        std::vector<server::TrunkUpdateRecord> want(n);
         for (size_t k = 0; k < n; ++k) {
             want[k] = {{g.u16(), g.u32()}, g.u16(), i < 2 ? pool.back() : pool[g.in(0, 8)], ports[k]};
             recs[k].vdc_vlan.vdc_id = want[k].key.vdc_id;
@@ -728,7 +728,7 @@ TEST(MembershipDecode, UpdatesCarryAnyOperationAndVlan)
     VlanBits both;
     both.set(0);
     both.set(4095);
-    EXPECT_EQ(t.records[0], (server::TrunkRecord{{3, 4095}, 2, both, kIfx}));
+    EXPECT_EQ(t.records[0], (server::TrunkUpdateRecord{{3, 4095}, 2, both, kIfx}));
 }
 
 TEST(MembershipDecode, TlvRequestsRefuseAnEmptyOrForeignBuffer)

@@ -61,9 +61,9 @@ TEST(NotifRoundTrip, CreateNotificationReadsBackFromTheTlvPartAndTheFixedList)
     for (int i = 0; i < roundtrip::kCases; ++i) {
         const uint16_t vdc = g.vdc();
         const std::vector<uint32_t> ids = g.vlans(g.size_for(i, 4094));
-        std::vector<server::CreatedVlan> in;
+        std::vector<server::CreatedVlanNotice> in;
         for (size_t k = 0; k < ids.size(); ++k) {
-            server::CreatedVlan c;
+            server::CreatedVlanNotice c;
             c.bd_id = static_cast<uint16_t>(ids[k]);
             c.type = static_cast<uint16_t>(type_of(k + static_cast<size_t>(i)));
             c.vdc_id = vdc;
@@ -87,7 +87,7 @@ TEST(NotifRoundTrip, CreateNotificationReadsBackFromTheTlvPartAndTheFixedList)
         ASSERT_EQ(count, in.size());
         for (size_t k = 0; k < in.size(); ++k) {
             const vlan_create_notif2_t r = recs.get()[k];
-            server::CreatedVlan got;
+            server::CreatedVlanNotice got;
             got.bd_id = r.bd_id;
             got.type = r.field10;
             got.vdc_id = r.vdc_vlan.vdc_id;
@@ -98,7 +98,7 @@ TEST(NotifRoundTrip, CreateNotificationReadsBackFromTheTlvPartAndTheFixedList)
             got.options = r.field12;
             got.state = r.field14;
             got.name = r.name;
-            server::CreatedVlan want = in[k];
+            server::CreatedVlanNotice want = in[k];
             want.name = name32(want.name);
             ASSERT_EQ(got, want) << "entry " << k;
             ASSERT_EQ(r.field15, want.state);
@@ -316,7 +316,7 @@ TEST(NotifEncode, NameNotificationBytes)
 
 TEST(NotifEncode, CreateAndDeleteFixedEntryBytes)
 {
-    server::CreatedVlan c;
+    server::CreatedVlanNotice c;
     c.bd_id = 10;
     c.type = 4;
     c.vdc_id = 1;

@@ -45,7 +45,7 @@ uint32_t check_vlan(const Vdc &vdc, uint32_t vlan_id)
 
 // Applies one record to its port; the record's status (0 or a refusal that
 // leaves the port as it was).
-uint32_t apply_trunk_record(Vdc &vdc, uint32_t op, const server::TrunkRecord &rec, ChangeSet &changes)
+uint32_t apply_trunk_record(Vdc &vdc, uint32_t op, const server::TrunkUpdateRecord &rec, ChangeSet &changes)
 {
     Port *p = vdc.port(rec.if_index);
     if (p == nullptr)
@@ -161,7 +161,7 @@ void handle_update_port_trunking_memb(Manager &m, const Request &req, Reply &rep
         reply_status(reply, VLAN_MGR_ERR_TRUNK_UPD_OP);
         return;
     }
-    for (const server::TrunkRecord &rec : in.records)
+    for (const server::TrunkUpdateRecord &rec : in.records)
         if (!vdc_allowed(req, rec.key.vdc_id)) {
             reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
             return;

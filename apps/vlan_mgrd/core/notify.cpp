@@ -18,13 +18,13 @@ namespace server = vlan_mgr::server;
 
 bool build_create(const Vdc &vdc, const VlanSet &created, std::vector<Notification> &out, std::string &error)
 {
-    std::vector<server::CreatedVlan> vlans;
+    std::vector<server::CreatedVlanNotice> vlans;
     vlans.reserve(created.count());
     for (uint32_t v = 1; v <= kVlanMax; ++v) {
         if (!created.test(v))
             continue;
         const Vlan &vl = vdc.vlans[v];
-        server::CreatedVlan c;
+        server::CreatedVlanNotice c;
         c.bd_id = bd_of(v);
         c.type = static_cast<uint16_t>(vl.type);
         c.vdc_id = vdc.id;

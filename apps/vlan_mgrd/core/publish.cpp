@@ -45,7 +45,7 @@ Payload access_record(const Vdc &vdc, const Port &p)
 // `active` is vdc.active_vlans(), computed once for all the ports of a batch.
 Payload trunk_record(const Vdc &vdc, const Port &p, const VlanSet &active)
 {
-    server::TrunkRecord t;
+    server::TrunkPortRecord t;
     t.if_index = p.if_index;
     t.vdc_id = vdc.id;
     t.mode = p.mode;

@@ -61,7 +61,7 @@ struct AccessEntry {
 Payload encode_access_record(const AccessEntry &e, size_t slots);
 
 // A port's trunk record. The bitmaps carry VLANs 1..4094.
-struct TrunkRecord {
+struct TrunkPortRecord {
     uint32_t if_index = 0; // written as hton_if_index gives it
     uint16_t vdc_id = 0;
     uint32_t mode = 0;
@@ -70,8 +70,8 @@ struct TrunkRecord {
     VlanBits active; // configured, created and active
     uint16_t voice_vlan = 0;
     uint32_t comprgrp = 0;
-    bool operator==(const TrunkRecord &) const = default;
+    bool operator==(const TrunkPortRecord &) const = default;
 };
-Payload encode_trunk_record(const TrunkRecord &t);
+Payload encode_trunk_record(const TrunkPortRecord &t);
 
 } // namespace vlan_mgr::server

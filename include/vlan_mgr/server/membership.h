@@ -109,16 +109,16 @@ Payload encode_update_port_memb_reply(uint32_t status, VdcVlan key);
 
 // One record: its key, its 16-bit value, its bitmap (every bit as sent, 0
 // and 4095 included) and its port.
-struct TrunkRecord {
+struct TrunkUpdateRecord {
     VdcVlan key;
     uint16_t value = 0;
     VlanBits vlans;
     uint32_t if_index = 0;
-    bool operator==(const TrunkRecord &) const = default;
+    bool operator==(const TrunkUpdateRecord &) const = default;
 };
 struct UpdatePortTrunkingMembRequest {
     uint32_t op = 0;                  // VLAN_MGR_TRUNK_OP_* (not checked here)
-    std::vector<TrunkRecord> records; // N >= 1
+    std::vector<TrunkUpdateRecord> records; // N >= 1
 };
 uint32_t decode_update_port_trunking_memb_request(const uint8_t *payload, size_t len,
                                                   UpdatePortTrunkingMembRequest &out);

@@ -13,7 +13,7 @@
 namespace vlan_mgr::server {
 
 // One created VLAN of a VLAN create notification (0x5C1D).
-struct CreatedVlan {
+struct CreatedVlanNotice {
     uint16_t bd_id = 0;
     uint16_t type = 0;
     uint16_t vdc_id = 0;
@@ -24,7 +24,7 @@ struct CreatedVlan {
     uint32_t options = 0; // the create options
     uint32_t state = 0;
     std::string name; // the name subscribers see; cut to 32 characters
-    bool operator==(const CreatedVlan &) const = default;
+    bool operator==(const CreatedVlanNotice &) const = default;
 };
 
 // One deleted VLAN of a VLAN delete notification (0x5C22): what it was.
@@ -45,7 +45,7 @@ struct DeletedVlan {
 // `error` saying what failed ("out of memory for the create notification",
 // or "create notification: TLV encoding failed, error 0x<code>"; the same
 // with "delete").
-bool encode_create_notification(std::span<const CreatedVlan> vlans, Payload &out, std::string &error);
+bool encode_create_notification(std::span<const CreatedVlanNotice> vlans, Payload &out, std::string &error);
 bool encode_delete_notification(std::span<const DeletedVlan> vlans, Payload &out, std::string &error);
 
 // One renamed VLAN of a VLAN config change notification (0x5C21).
