@@ -4,8 +4,11 @@
 // indexes, the VLAN name records, the interface lists), and the cache-only
 // wrapper. Every read is bounded by the payload's size, checked before
 // anything is allocated or any cache entry changes.
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <type_traits>
 
 #include <vlan_mgr/notif.h>
 
@@ -22,11 +25,11 @@ using wire::Reader;
 namespace L = layout::notif;
 using Decode = void (*)(uint8_t *out, const uint8_t *elem, const uint8_t *payload);
 
-// A list of `count` elements of `stride` bytes from payload offset 0; the
-// element's fields are read at offsets counted from stride * i, the last one
-// read ending at `extent`.
+// A list of `count` elements of `stride` bytes from payload offset 0 (the
+// count word among them); the element's fields are read at offsets counted
+// from stride * i, the last one read ending at `extent`.
 struct Counted {
-    uint32_t count_off;
+    layout::U32 count;
     uint32_t stride;
     uint32_t extent;
     uint32_t rec_size;
@@ -36,9 +39,9 @@ struct Counted {
 template <const Counted &F, Decode D>
 uint32_t counted(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
 {
-    if (!r.has(F.count_off, 4))
+    if (!r.has(F.count.off, F.count.width))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(F.count_off);
+    const uint32_t n = F.count.get(r);
     if (n == 0)
         return kEmpty;
     if (!has_span(r, 0, uint64_t{F.stride} * (n - 1) + F.extent))
@@ -73,18 +76,26 @@ uint32_t single(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif
     return VLAN_MGR_OK;
 }
 
-// One record whose header (read from the first `Head` payload bytes, the
-// count n of interface indexes at `NOff`) is followed by n interface indexes
-// at payload `InIdx` + 4k, written at `OutIdx` + 4k.
-template <uint32_t Head, uint32_t NOff, uint32_t InIdx, uint32_t OutIdx, Decode D>
+// One record whose header (the first `head` payload bytes, the count n of
+// interface indexes in it) is followed by n interface indexes (`in`), written
+// into the record from `out_off` on, `out_width` bytes each.
+struct Indexed {
+    size_t head;
+    layout::U32 n;
+    layout::List in;
+    size_t out_off;
+    size_t out_width;
+};
+
+template <const Indexed &F, Decode D>
 uint32_t with_indexes(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
 {
-    if (!r.has(0, Head))
+    if (!r.has(0, F.head))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(NOff);
-    if (!has_span(r, InIdx, uint64_t{4} * n))
+    const uint32_t n = F.n.get(r);
+    if (!has_span(r, F.in.off, uint64_t{F.in.stride} * n))
         return VLAN_MGR_ERR_TRUNCATED;
-    const auto size = checked_size(n, 4, OutIdx);
+    const auto size = checked_size(n, F.out_width, F.out_off);
     if (!size)
         return VLAN_MGR_ERR_TRUNCATED;
     auto *out = static_cast<uint8_t *>(alloc(*size));
@@ -95,9 +106,10 @@ uint32_t with_indexes(const Reader &r, void **records, uint32_t *count, vlan_mgr
     const uint8_t *p = r.at(0);
     D(out, p, p);
     for (uint32_t k = 0; k < n; ++k)
-        cif(out, OutIdx + 4 * size_t{k}, p, InIdx + 4 * size_t{k});
+        cif(out, F.out_off + F.out_width * size_t{k}, p, F.in.off + F.in.stride * size_t{k});
     return VLAN_MGR_OK;
 }
+
 
 // 0x5C21: VLAN name records of one size, 18 + A + B, taken from the first
 // record; every record is stepped over and its texts copied with those
@@ -124,9 +136,9 @@ uint32_t vlan_names(const Reader &r, void **records, uint32_t *count, vlan_mgr_n
             return VLAN_MGR_ERR_TRUNCATED;
         // A record whose flag is set carries two 32-bit values instead of
         // texts.
-        static_assert(Rec::value_b.end() - Rec::kHead == 8);
+        constexpr uint64_t kValues = Rec::value_b.end() - Rec::kHead;
         for (uint32_t i = 0; i < n; ++i)
-            if (r.u32(kFirst + i * size + Rec::flag.off) != 0 && uint64_t{a} + b < 8)
+            if (r.u32(kFirst + i * size + Rec::flag.off) != 0 && uint64_t{a} + b < kValues)
                 return VLAN_MGR_ERR_TRUNCATED;
     }
     *count = n;
@@ -161,25 +173,29 @@ uint32_t vlan_names(const Reader &r, void **records, uint32_t *count, vlan_mgr_n
     return VLAN_MGR_OK;
 }
 
-// 0x5C25: records of six 32-bit words and (w3 + w4 + w5) interface indexes.
-// The _local form drops the 16-bit VDC id at record offset 6.
+// 0x5C25: records of six 32-bit words and (n3 + n4 + n5) interface indexes.
+// The _local form drops the 16-bit VDC id.
 template <bool Local>
 uint32_t if_lists(const Reader &r, void **records, uint32_t *count, vlan_mgr_notif_alloc_fn alloc)
 {
-    constexpr uint32_t kHead = 24, kOutHead = Local ? 22 : 24;
-    if (!r.has(0, 4))
+    using Rec = L::IfLists::Record;
+    using O = std::conditional_t<Local, vlan_mgr_notif_if_lists_local_t, vlan_mgr_notif_if_lists_t>;
+    constexpr size_t kHead = Rec::kHead, kIn = Rec::if_indexes.stride;
+    constexpr size_t kOutHead = offsetof(O, if_index), kOut = sizeof(uint32_t);
+    static_assert(kOutHead == sizeof(O) && Rec::if_indexes.off == kHead);
+    if (!r.has(L::IfLists::count.off, L::IfLists::count.width))
         return VLAN_MGR_ERR_TRUNCATED;
-    const uint32_t n = r.u32(0);
+    const uint32_t n = L::IfLists::count.get(r);
     uint64_t total = 0;
-    size_t pos = 4;
+    size_t pos = L::IfLists::kRecordsOff;
     for (uint32_t i = 0; i < n; ++i) {
         if (!r.has(pos, kHead))
             return VLAN_MGR_ERR_TRUNCATED;
-        const uint64_t m = uint64_t{r.u32(pos + 12)} + r.u32(pos + 16) + r.u32(pos + 20);
-        if (!has_span(r, pos, kHead + 4 * m))
+        const uint64_t m = uint64_t{r.u32(pos + Rec::n3.off)} + r.u32(pos + Rec::n4.off) + r.u32(pos + Rec::n5.off);
+        if (!has_span(r, pos, kHead + kIn * m))
             return VLAN_MGR_ERR_TRUNCATED;
-        pos += static_cast<size_t>(kHead + 4 * m);
-        total += kOutHead + 4 * m; // bounded by the payload's size
+        pos += static_cast<size_t>(kHead + kIn * m);
+        total += kOutHead + kOut * m; // bounded by the payload's size
     }
     if (total == 0)
         return kEmpty;
@@ -190,27 +206,32 @@ uint32_t if_lists(const Reader &r, void **records, uint32_t *count, vlan_mgr_not
         return kAllocFailed;
     *count = n;
     *records = out;
-    const uint8_t *e = r.at(4);
+    const uint8_t *e = r.at(L::IfLists::kRecordsOff);
     for (uint32_t i = 0; i < n; ++i) {
-        const uint32_t m = wire::get_u32(e, 12) + wire::get_u32(e, 16) + wire::get_u32(e, 20);
-        c32(out, 0, e, 0);
-        c16(out, 4, e, 4);
-        size_t o = 6;
-        if (!Local) {
-            c16(out, 6, e, 6);
-            o = 8;
-        }
-        for (size_t w = 8; w < kHead; w += 4, o += 4)
-            c32(out, o, e, w);
+        const uint32_t m =
+            wire::get_u32(e, Rec::n3.off) + wire::get_u32(e, Rec::n4.off) + wire::get_u32(e, Rec::n5.off);
+        c32(out, offsetof(O, w0), e, Rec::w0.off);
+        c16(out, offsetof(O, v4), e, Rec::v4.off);
+        if constexpr (!Local)
+            c16(out, offsetof(O, vdc_id), e, Rec::vdc_id.off);
+        c32(out, offsetof(O, w2), e, Rec::w2.off);
+        c32(out, offsetof(O, n3), e, Rec::n3.off);
+        c32(out, offsetof(O, n4), e, Rec::n4.off);
+        c32(out, offsetof(O, n5), e, Rec::n5.off);
         for (uint32_t k = 0; k < m; ++k)
-            cif(out, kOutHead + 4 * size_t{k}, e, kHead + 4 * size_t{k});
-        out += kOutHead + 4 * size_t{m};
-        e += kHead + 4 * size_t{m};
+            cif(out, kOutHead + kOut * size_t{k}, e, Rec::if_indexes.off + kIn * size_t{k});
+        out += kOutHead + kOut * size_t{m};
+        e += kHead + kIn * size_t{m};
     }
     return VLAN_MGR_OK;
 }
 
 // ---- Element decoders --------------------------------------------------------
+// Input offsets come from the layouts (notif/layout.h, frame/exchange_layout.h),
+// output offsets from the public record types (vlan_mgr/notif.h).
+
+// The k-th of the VLAN bitmaps that lie side by side from `first`.
+constexpr size_t nth_bitmap(size_t first, size_t k) { return first + k * sizeof(vlan_bitmap); }
 
 // The request-response replies (layouts in frame/exchange_layout.h).
 namespace X = layout::exchange;
@@ -220,19 +241,21 @@ constexpr size_t r30(size_t field_off) { return L::in_first(X::kReqResp30Reply.e
 
 void d5c03(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, r16(RE::first16.off));
-    c32(o, 2, e, r16(RE::first32.off));
-    c16(o, 6, e, r16(RE::second16.off));
-    c32(o, 8, e, r16(RE::second32.off));
-    c32(o, 12, e, r16(RE::word12.off));
+    using O = vlan_mgr_notif_5c03_t;
+    c16(o, offsetof(O, v0), e, r16(RE::first16.off));
+    c32(o, offsetof(O, v2), e, r16(RE::first32.off));
+    c16(o, offsetof(O, vdc_id), e, r16(RE::second16.off));
+    c32(o, offsetof(O, v8), e, r16(RE::second32.off));
+    c32(o, offsetof(O, v12), e, r16(RE::word12.off));
 }
 
 void d5c03_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, r16(RE::first16.off));
-    c32(o, 2, e, r16(RE::first32.off));
-    c32(o, 6, e, r16(RE::second32.off));
-    c32(o, 10, e, r16(RE::word12.off));
+    using O = vlan_mgr_notif_5c03_local_t;
+    c16(o, offsetof(O, v0), e, r16(RE::first16.off));
+    c32(o, offsetof(O, v2), e, r16(RE::first32.off));
+    c32(o, offsetof(O, v6), e, r16(RE::second32.off));
+    c32(o, offsetof(O, v10), e, r16(RE::word12.off));
 }
 
 // The BD cache update of one record: the entry point reports a VLAN id out
@@ -249,36 +272,50 @@ constexpr size_t pe(size_t field_off) { return L::in_first(L::PortMembership::en
 using BE = L::BdChange::Entry;
 constexpr size_t be(size_t field_off) { return L::in_first(L::BdChange::entries, field_off); }
 using TC = L::TypeChange;
+using E28 = L::Notif5C28::Entry;
+constexpr size_t e28(size_t field_off) { return L::in_first(L::Notif5C28::entries, field_off); }
+using E2C = L::Notif5C2C::Entry;
+constexpr size_t e2c(size_t field_off) { return L::in_first(L::Notif5C2C::entries, field_off); }
 
-// The fields that are converted together lie side by side.
-static_assert(CE::type.off == CE::bd_id.off + 2 && CE::field7.off == CE::bd_id.off + 4 &&
-              CE::vdc_id.off == CE::bd_id.off + 6);
-static_assert(CE::primary.off == CE::vlan_id.off + 4 && CE::segment.off == CE::mode.off + 4 &&
-              CE::state.off == CE::options.off + 4);
+// The fields that are converted together lie side by side, in the payload
+// and in the record.
+using CreateRec = vlan_mgr_notif_vlan_create_t;
+static_assert(CE::type.off == CE::bd_id.end() && CE::field7.off == CE::type.end() &&
+              CE::vdc_id.off == CE::field7.end());
+static_assert(CE::primary.off == CE::vlan_id.end() && CE::segment.off == CE::mode.end() &&
+              CE::state.off == CE::options.end());
+static_assert(offsetof(CreateRec, v2) == offsetof(CreateRec, bd_id) + sizeof(CreateRec::bd_id) &&
+              offsetof(CreateRec, v4) == offsetof(CreateRec, v2) + sizeof(CreateRec::v2) &&
+              offsetof(CreateRec, vdc_id) == offsetof(CreateRec, v4) + sizeof(CreateRec::v4));
+static_assert(offsetof(CreateRec, v12) == offsetof(CreateRec, vlan_id) + sizeof(CreateRec::vlan_id) &&
+              offsetof(CreateRec, v24) == offsetof(CreateRec, v20) + sizeof(CreateRec::v20) &&
+              offsetof(CreateRec, v32) == offsetof(CreateRec, v28) + sizeof(CreateRec::v28));
 
 // A created VLAN: its BD id goes into the cache.
 void d5c1d(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16x4(o, 0, e, ce(CE::bd_id.off));    // bd_id, v2, v4, vdc_id
-    c32x2(o, 8, e, ce(CE::vlan_id.off));  // vlan_id, v12
-    c32x2(o, 20, e, ce(CE::mode.off));    // v20, v24
-    c32x2(o, 28, e, ce(CE::options.off)); // v28, v32
-    c32(o, 36, e, ce(CE::field36.off));
+    using O = CreateRec;
+    c16x4(o, offsetof(O, bd_id), e, ce(CE::bd_id.off));     // bd_id, v2, v4, vdc_id
+    c32x2(o, offsetof(O, vlan_id), e, ce(CE::vlan_id.off)); // vlan_id, v12
+    c32x2(o, offsetof(O, v20), e, ce(CE::mode.off));        // v20, v24
+    c32x2(o, offsetof(O, v28), e, ce(CE::options.off));     // v28, v32
+    c32(o, offsetof(O, v36), e, ce(CE::field36.off));
     set_entry(wire::get_u16(e, ce(CE::vdc_id.off)), wire::get_u32(e, ce(CE::vlan_id.off)),
               wire::get_u16(e, ce(CE::bd_id.off)));
 }
 
 void d5c1d_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, ce(CE::bd_id.off));
-    c16(o, 2, e, ce(CE::type.off));
-    c16(o, 4, e, ce(CE::field7.off));
-    c32(o, 6, e, ce(CE::vlan_id.off));
-    c32(o, 10, e, ce(CE::primary.off));
-    c32(o, 14, e, ce(CE::mode.off));
-    c32(o, 18, e, ce(CE::segment.off));
-    c32(o, 22, e, ce(CE::options.off));
-    c32(o, 26, e, ce(CE::state.off));
+    using O = vlan_mgr_notif_vlan_create_local_t;
+    c16(o, offsetof(O, bd_id), e, ce(CE::bd_id.off));
+    c16(o, offsetof(O, v2), e, ce(CE::type.off));
+    c16(o, offsetof(O, v4), e, ce(CE::field7.off));
+    c32(o, offsetof(O, vlan_id), e, ce(CE::vlan_id.off));
+    c32(o, offsetof(O, v10), e, ce(CE::primary.off));
+    c32(o, offsetof(O, v14), e, ce(CE::mode.off));
+    c32(o, offsetof(O, v18), e, ce(CE::segment.off));
+    c32(o, offsetof(O, v22), e, ce(CE::options.off));
+    c32(o, offsetof(O, v26), e, ce(CE::state.off));
     set_entry(wire::get_u16(e, ce(CE::vdc_id.off)), wire::get_u32(e, ce(CE::vlan_id.off)),
               wire::get_u16(e, ce(CE::bd_id.off)));
 }
@@ -286,196 +323,238 @@ void d5c1d_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 // A deleted VLAN: its cache entry is cleared.
 void d5c22(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, de(DE::bd_id.off));
-    c16(o, 2, e, de(DE::vdc_id.off));
-    c32(o, 4, e, de(DE::vlan_id.off));
-    c32(o, 8, e, de(DE::type.off));
+    using O = vlan_mgr_notif_vlan_delete_t;
+    c16(o, offsetof(O, bd_id), e, de(DE::bd_id.off));
+    c16(o, offsetof(O, vdc_id), e, de(DE::vdc_id.off));
+    c32(o, offsetof(O, vlan_id), e, de(DE::vlan_id.off));
+    c32(o, offsetof(O, v8), e, de(DE::type.off));
     vlan_mgr_invalidate_bd_cache_entry(wire::get_u16(e, de(DE::vdc_id.off)),
                                        static_cast<int32_t>(wire::get_u32(e, de(DE::vlan_id.off))));
 }
 
 void d5c22_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, de(DE::bd_id.off));
-    c32(o, 2, e, de(DE::vlan_id.off));
-    c32(o, 6, e, de(DE::type.off));
+    using O = vlan_mgr_notif_vlan_delete_local_t;
+    c16(o, offsetof(O, bd_id), e, de(DE::bd_id.off));
+    c32(o, offsetof(O, vlan_id), e, de(DE::vlan_id.off));
+    c32(o, offsetof(O, v6), e, de(DE::type.off));
     vlan_mgr_invalidate_bd_cache_entry(wire::get_u16(e, de(DE::vdc_id.off)),
                                        static_cast<int32_t>(wire::get_u32(e, de(DE::vlan_id.off))));
 }
 
 void d5c24(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 2, e, pe(PE::vdc_id.off));
-    cif(o, 4, e, pe(PE::if_index.off));
-    c32(o, 8, e, pe(PE::mode.off));
-    cbm(o, 12, e, pe(PE::configured.bits_off()));
-    cbm(o, 528, e, pe(PE::active.bits_off()));
+    using O = vlan_mgr_notif_5c24_t;
+    c16(o, offsetof(O, vdc_id), e, pe(PE::vdc_id.off));
+    cif(o, offsetof(O, if_index), e, pe(PE::if_index.off));
+    c32(o, offsetof(O, v8), e, pe(PE::mode.off));
+    cbm(o, nth_bitmap(offsetof(O, bitmap), 0), e, pe(PE::configured.bits_off()));
+    cbm(o, nth_bitmap(offsetof(O, bitmap), 1), e, pe(PE::active.bits_off()));
 }
 
 void d5c24_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    cif(o, 0, e, pe(PE::if_index.off));
-    c32(o, 4, e, pe(PE::mode.off));
-    cbm(o, 8, e, pe(PE::configured.bits_off()));
+    using O = vlan_mgr_notif_5c24_local_t;
+    cif(o, offsetof(O, if_index), e, pe(PE::if_index.off));
+    c32(o, offsetof(O, v4), e, pe(PE::mode.off));
+    cbm(o, offsetof(O, bitmap), e, pe(PE::configured.bits_off()));
 }
 
 void d5c28(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    cif(o, 0, e, 4);
-    c32(o, 4, e, 8);
-    c16(o, 8, e, 12);
-    c16(o, 10, e, 14);
-    c32(o, 12, e, 16);
-    c32(o, 16, e, 20);
-    cbm(o, 20, e, 28);
-    cbm(o, 536, e, 544);
-    cbm(o, 1052, e, 1060);
+    using O = vlan_mgr_notif_5c28_t;
+    cif(o, offsetof(O, if_index), e, e28(E28::if_index.off));
+    c32(o, offsetof(O, v4), e, e28(E28::v4.off));
+    c16(o, offsetof(O, v8), e, e28(E28::v8.off));
+    c16(o, offsetof(O, vdc_id), e, e28(E28::vdc_id.off));
+    c32(o, offsetof(O, v12), e, e28(E28::v12.off));
+    c32(o, offsetof(O, v16), e, e28(E28::v16.off));
+    for (size_t k = 0; k < std::size(E28::bitmaps); ++k)
+        cbm(o, nth_bitmap(offsetof(O, bitmap), k), e, e28(E28::bitmaps[k].bits_off()));
 }
 
 void d5c28_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    cif(o, 0, e, 4);
-    c32(o, 4, e, 8);
-    c16(o, 8, e, 12);
-    c32(o, 10, e, 16);
-    c32(o, 14, e, 20);
-    cbm(o, 18, e, 28);
-    cbm(o, 534, e, 544);
-    cbm(o, 1050, e, 1060);
+    using O = vlan_mgr_notif_5c28_local_t;
+    cif(o, offsetof(O, if_index), e, e28(E28::if_index.off));
+    c32(o, offsetof(O, v4), e, e28(E28::v4.off));
+    c16(o, offsetof(O, v8), e, e28(E28::v8.off));
+    c32(o, offsetof(O, v10), e, e28(E28::v12.off));
+    c32(o, offsetof(O, v14), e, e28(E28::v16.off));
+    for (size_t k = 0; k < std::size(E28::bitmaps); ++k)
+        cbm(o, nth_bitmap(offsetof(O, bitmap), k), e, e28(E28::bitmaps[k].bits_off()));
 }
 
-// Element i at payload 4 + 30i.
+// Element i at payload 4 + 30i (kReqResp30Reply).
 void d5c29(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    c16(o, 0, e, r30(RE::first16.off));
-    c32(o, 2, e, r30(RE::first32.off));
-    c16(o, 6, e, r30(RE::second16.off));
-    c32(o, 8, e, r30(RE::second32.off));
-    c32(o, 12, e, r30(RE::word12.off));
-    c32(o, 16, e, r30(RE::word16.off));
-    c32(o, 20, e, r30(RE::word20.off));
-    std::memset(o + 24, 0, 2); // the half word at 24 is not read
-    c32(o, 26, e, r30(RE::word26.off));
+    using O = vlan_mgr_notif_5c29_t;
+    c16(o, offsetof(O, v0), e, r30(RE::first16.off));
+    c32(o, offsetof(O, v2), e, r30(RE::first32.off));
+    c16(o, offsetof(O, v6), e, r30(RE::second16.off));
+    c32(o, offsetof(O, v8), e, r30(RE::second32.off));
+    c32(o, offsetof(O, v12), e, r30(RE::word12.off));
+    c32(o, offsetof(O, v16), e, r30(RE::word16.off));
+    c32(o, offsetof(O, v20), e, r30(RE::word20.off));
+    std::memset(o + offsetof(O, v24), 0, sizeof(O::v24)); // no input field: written as 0
+    c32(o, offsetof(O, v26), e, r30(RE::word26.off));
 }
 
 // BD ids of the VDC at payload 2.
 void d5c2b(uint8_t *o, const uint8_t *e, const uint8_t *p)
 {
-    c32(o, 0, e, be(BE::vlan_id.off));
-    c16(o, 4, e, be(BE::bd_id.off));
-    c16(o, 6, e, be(BE::field6.off));
+    using O = vlan_mgr_notif_bd_change_t;
+    c32(o, offsetof(O, vlan_id), e, be(BE::vlan_id.off));
+    c16(o, offsetof(O, bd_id), e, be(BE::bd_id.off));
+    c16(o, offsetof(O, v6), e, be(BE::field6.off));
     set_entry(wire::get_u16(p, L::BdChange::vdc_id.off), wire::get_u32(e, be(BE::vlan_id.off)),
               wire::get_u16(e, be(BE::bd_id.off)));
 }
 
 void d5c2c(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    cif(o, 0, e, 8);
-    c16(o, 4, e, 12);
-    c32(o, 6, e, 14);
-    c16(o, 10, e, 1054);
-    c32(o, 12, e, 1056);
-    cbm(o, 16, e, 26);
+    using O = vlan_mgr_notif_5c2c_t;
+    cif(o, offsetof(O, if_index), e, e2c(E2C::if_index.off));
+    c16(o, offsetof(O, v4), e, e2c(E2C::v4.off));
+    c32(o, offsetof(O, v6), e, e2c(E2C::v6.off));
+    c16(o, offsetof(O, v10), e, e2c(E2C::v10.off));
+    c32(o, offsetof(O, v12), e, e2c(E2C::v12.off));
+    cbm(o, offsetof(O, bitmap), e, e2c(E2C::bitmap.bits_off()));
 }
 
 void d5c2c_local(uint8_t *o, const uint8_t *e, const uint8_t *)
 {
-    cif(o, 0, e, 8);
-    c32(o, 4, e, 14);
-    c32(o, 8, e, 1056);
-    cbm(o, 12, e, 26);
+    using O = vlan_mgr_notif_5c2c_local_t;
+    cif(o, offsetof(O, if_index), e, e2c(E2C::if_index.off));
+    c32(o, offsetof(O, v4), e, e2c(E2C::v6.off));
+    c32(o, offsetof(O, v8), e, e2c(E2C::v12.off));
+    cbm(o, offsetof(O, bitmap), e, e2c(E2C::bitmap.bits_off()));
 }
+
+using N1E = L::Notif5C1E;
 
 void d5c1e(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c16(o, 0, p, 0);
-    c32(o, 2, p, 2);
-    c16(o, 6, p, 6);
-    c32(o, 8, p, 8);
-    c32(o, 12, p, 12);
-    c32(o, 16, p, 16);
+    using O = vlan_mgr_notif_5c1e_t;
+    c16(o, offsetof(O, v0), p, N1E::v0.off);
+    c32(o, offsetof(O, v2), p, N1E::v2.off);
+    c16(o, offsetof(O, v6), p, N1E::v6.off);
+    c32(o, offsetof(O, v8), p, N1E::v8.off);
+    c32(o, offsetof(O, v12), p, N1E::v12.off);
+    c32(o, offsetof(O, n), p, N1E::n.off);
 }
 
 void d5c1e_local(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c32(o, 0, p, 2);
-    c32(o, 4, p, 8);
-    c32(o, 8, p, 12);
-    c32(o, 12, p, 16);
+    using O = vlan_mgr_notif_5c1e_local_t;
+    c32(o, offsetof(O, v0), p, N1E::v2.off);
+    c32(o, offsetof(O, v4), p, N1E::v8.off);
+    c32(o, offsetof(O, v8), p, N1E::v12.off);
+    c32(o, offsetof(O, n), p, N1E::n.off);
 }
+
+using N1F = L::Notif5C1F;
 
 void d5c1f(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c16(o, 0, p, 0);
-    for (size_t k = 0; k < 4; ++k)
-        cbm(o, 2 + 516 * k, p, 6 + 516 * k);
+    using O = vlan_mgr_notif_5c1f_t;
+    c16(o, offsetof(O, vdc_id), p, N1F::vdc_id.off);
+    for (size_t k = 0; k < N1F::kBitmaps; ++k)
+        cbm(o, nth_bitmap(offsetof(O, bitmap), k), p, N1F::bitmaps[k].bits_off());
 }
 
 void d5c1f_local(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    for (size_t k = 0; k < 4; ++k)
-        cbm(o, 516 * k, p, 6 + 516 * k);
+    using O = vlan_mgr_notif_5c1f_local_t;
+    for (size_t k = 0; k < N1F::kBitmaps; ++k)
+        cbm(o, nth_bitmap(offsetof(O, bitmap), k), p, N1F::bitmaps[k].bits_off());
 }
+
+using N20 = L::Notif5C20;
 
 void d5c20(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c16(o, 0, p, 0);
-    c32(o, 4, p, 4);
-    cbm(o, 8, p, 12);
+    using O = vlan_mgr_notif_5c20_t;
+    c16(o, offsetof(O, vdc_id), p, N20::vdc_id.off);
+    c32(o, offsetof(O, v4), p, N20::v4.off);
+    cbm(o, offsetof(O, bitmap), p, N20::bitmap.bits_off());
 }
 
 void d5c20_local(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c32(o, 0, p, 4);
-    cbm(o, 4, p, 12);
+    using O = vlan_mgr_notif_5c20_local_t;
+    c32(o, offsetof(O, v0), p, N20::v4.off);
+    cbm(o, offsetof(O, bitmap), p, N20::bitmap.bits_off());
 }
 
 void d5c26(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c16(o, 0, p, TC::vdc_id.off);
-    c32(o, 2, p, TC::vlan_id.off);
-    c32(o, 6, p, TC::type.off);
-    c32(o, 10, p, TC::primary.off);
+    using O = vlan_mgr_notif_5c26_t;
+    c16(o, offsetof(O, vdc_id), p, TC::vdc_id.off);
+    c32(o, offsetof(O, v2), p, TC::vlan_id.off);
+    c32(o, offsetof(O, v6), p, TC::type.off);
+    c32(o, offsetof(O, v10), p, TC::primary.off);
 }
 
 void d5c26_local(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c32(o, 0, p, TC::vlan_id.off);
-    c32(o, 4, p, TC::type.off);
-    c32(o, 8, p, TC::primary.off);
+    using O = vlan_mgr_notif_5c26_local_t;
+    c32(o, offsetof(O, v0), p, TC::vlan_id.off);
+    c32(o, offsetof(O, v4), p, TC::type.off);
+    c32(o, offsetof(O, v8), p, TC::primary.off);
 }
+
+using N4E = L::Notif5C4E;
 
 void d5c4e(uint8_t *o, const uint8_t *p, const uint8_t *)
 {
-    c16(o, 0, p, 0);
-    c32(o, 2, p, 2);
-    c32(o, 6, p, 6);
+    using O = vlan_mgr_notif_5c4e_t;
+    c16(o, offsetof(O, v0), p, N4E::v0.off);
+    c32(o, offsetof(O, v2), p, N4E::v2.off);
+    c32(o, offsetof(O, n), p, N4E::n.off);
 }
 
 // ---- The lists: count word, stride, bytes read of the last element, record
 // size, code of an allocator failure ------------------------------------------
 
-constexpr Counted k5c03{X::kReqResp16Reply.count.off, X::kReqResp16Reply.entries.stride, r16(RE::word12.end()), 16,
+constexpr Counted k5c03{X::kReqResp16Reply.count, X::kReqResp16Reply.entries.stride, r16(RE::word12.end()),
+                        sizeof(vlan_mgr_notif_5c03_t), kAllocFailed};
+constexpr Counted k5c03_local{X::kReqResp16Reply.count, X::kReqResp16Reply.entries.stride,
+                              r16(RE::word12.end()), sizeof(vlan_mgr_notif_5c03_local_t), kAllocFailed};
+constexpr Counted k5c1d{L::Create::count, L::Create::entries.stride, ce(CE::field36.end()),
+                        sizeof(vlan_mgr_notif_vlan_create_t), kAllocFailed};
+constexpr Counted k5c1d_local{L::Create::count, L::Create::entries.stride, ce(CE::state.end()),
+                              sizeof(vlan_mgr_notif_vlan_create_local_t), kAllocFailed};
+constexpr Counted k5c22{L::Delete::count, L::Delete::entries.stride, de(DE::type.end()),
+                        sizeof(vlan_mgr_notif_vlan_delete_t), kAllocFailed};
+constexpr Counted k5c22_local{L::Delete::count, L::Delete::entries.stride, de(DE::type.end()),
+                              sizeof(vlan_mgr_notif_vlan_delete_local_t), kAllocFailed};
+constexpr Counted k5c24{L::PortMembership::count, L::PortMembership::entries.stride, pe(PE::active.end()),
+                        sizeof(vlan_mgr_notif_5c24_t), kAllocFailed};
+constexpr Counted k5c24_local{L::PortMembership::count, L::PortMembership::entries.stride,
+                              pe(PE::configured.end()), sizeof(vlan_mgr_notif_5c24_local_t), kAllocFailed};
+constexpr size_t k5c28End = e28(E28::bitmaps[std::size(E28::bitmaps) - 1].end());
+constexpr Counted k5c28{L::Notif5C28::count, L::Notif5C28::entries.stride, k5c28End, sizeof(vlan_mgr_notif_5c28_t),
                         kAllocFailed};
-constexpr Counted k5c03_local{X::kReqResp16Reply.count.off, X::kReqResp16Reply.entries.stride,
-                              r16(RE::word12.end()), 14, kAllocFailed};
-constexpr Counted k5c1d{L::Create::count.off, L::Create::entries.stride, ce(CE::field36.end()), 40, kAllocFailed};
-constexpr Counted k5c1d_local{L::Create::count.off, L::Create::entries.stride, ce(CE::state.end()), 34,
-                              kAllocFailed};
-constexpr Counted k5c22{L::Delete::count.off, L::Delete::entries.stride, de(DE::type.end()), 12, kAllocFailed};
-constexpr Counted k5c22_local{L::Delete::count.off, L::Delete::entries.stride, de(DE::type.end()), 10,
-                              kAllocFailed};
-constexpr Counted k5c24{L::PortMembership::count.off, L::PortMembership::entries.stride, pe(PE::active.end()), 1044,
-                        kAllocFailed};
-constexpr Counted k5c24_local{L::PortMembership::count.off, L::PortMembership::entries.stride,
-                              pe(PE::configured.end()), 524, kAllocFailed};
-constexpr Counted k5c28{0, 1568, 1572, 1568, kAllocFailed};
-constexpr Counted k5c28_local{0, 1568, 1572, 1568, kAllocFailed};
-constexpr Counted k5c29{X::kReqResp30Reply.count.off, X::kReqResp30Reply.entries.stride, r30(RE::word26.end()), 30,
-                        kAllocFailed};
-constexpr Counted k5c2b{L::BdChange::count.off, L::BdChange::entries.stride, be(BE::field6.end()), 8, kAllocFailed};
-constexpr Counted k5c2c{4, 1052, 1060, 532, VLAN_MGR_ERR_NO_MEMORY};
-constexpr Counted k5c2c_local{4, 1052, 1060, 528, VLAN_MGR_ERR_NO_MEMORY};
+constexpr Counted k5c28_local{L::Notif5C28::count, L::Notif5C28::entries.stride, k5c28End,
+                              sizeof(vlan_mgr_notif_5c28_local_t), kAllocFailed};
+constexpr Counted k5c29{X::kReqResp30Reply.count, X::kReqResp30Reply.entries.stride, r30(RE::word26.end()),
+                        sizeof(vlan_mgr_notif_5c29_t), kAllocFailed};
+constexpr Counted k5c2b{L::BdChange::count, L::BdChange::entries.stride, be(BE::field6.end()),
+                        sizeof(vlan_mgr_notif_bd_change_t), kAllocFailed};
+constexpr Counted k5c2c{L::Notif5C2C::count, L::Notif5C2C::entries.stride, e2c(E2C::v12.end()),
+                        sizeof(vlan_mgr_notif_5c2c_t), VLAN_MGR_ERR_NO_MEMORY};
+constexpr Counted k5c2c_local{L::Notif5C2C::count, L::Notif5C2C::entries.stride, e2c(E2C::v12.end()),
+                              sizeof(vlan_mgr_notif_5c2c_local_t), VLAN_MGR_ERR_NO_MEMORY};
+
+// ---- The records with trailing interface indexes: header, count field,
+// the indexes in the payload, where they go in the record ---------------------
+
+constexpr size_t kOutIfIndex = sizeof(uint32_t);
+constexpr Indexed k5c1e{N1E::kSize, N1E::n, N1E::if_indexes, offsetof(vlan_mgr_notif_5c1e_t, if_index), kOutIfIndex};
+constexpr Indexed k5c1e_local{N1E::kSize, N1E::n, N1E::if_indexes, offsetof(vlan_mgr_notif_5c1e_local_t, if_index),
+                              kOutIfIndex};
+constexpr Indexed k5c4e{N4E::kSize, N4E::n, N4E::if_indexes, offsetof(vlan_mgr_notif_5c4e_t, if_index), kOutIfIndex};
 
 using Handler = uint32_t (*)(const Reader &, void **, uint32_t *, vlan_mgr_notif_alloc_fn);
 
@@ -485,20 +564,20 @@ Handler full_handler(uint32_t opcode)
     case 0x5C03: return counted<k5c03, d5c03>;
     case 0x5C1D: return counted<k5c1d, d5c1d>;
     case 0x5C1E:
-    case 0x5C23: return with_indexes<20, 16, 20, 20, d5c1e>;
-    case 0x5C1F: return single<2066, 2066, d5c1f>;
-    case 0x5C20: return single<524, 524, d5c20>;
+    case 0x5C23: return with_indexes<k5c1e, d5c1e>;
+    case 0x5C1F: return single<N1F::kSize, sizeof(vlan_mgr_notif_5c1f_t), d5c1f>;
+    case 0x5C20: return single<N20::kSize, sizeof(vlan_mgr_notif_5c20_t), d5c20>;
     case 0x5C21: return vlan_names;
     case 0x5C22: return counted<k5c22, d5c22>;
     case 0x5C24: return counted<k5c24, d5c24>;
     case 0x5C25: return if_lists<false>;
-    case 0x5C26: return single<TC::kSize, 14, d5c26>;
+    case 0x5C26: return single<TC::kSize, sizeof(vlan_mgr_notif_5c26_t), d5c26>;
     case 0x5C28: return counted<k5c28, d5c28>;
     case 0x5C29: return counted<k5c29, d5c29>;
     case 0x5C2B: return counted<k5c2b, d5c2b>;
     case 0x5C2C: return counted<k5c2c, d5c2c>;
     case 0x5C4E:
-    case 0x5C4F: return with_indexes<10, 6, 10, 10, d5c4e>;
+    case 0x5C4F: return with_indexes<k5c4e, d5c4e>;
     default: return nullptr;
     }
 }
@@ -509,15 +588,15 @@ Handler local_handler(uint32_t opcode)
     case 0x5C03: return counted<k5c03_local, d5c03_local>;
     case 0x5C1D: return counted<k5c1d_local, d5c1d_local>;
     case 0x5C1E:
-    case 0x5C23: return with_indexes<20, 16, 20, 16, d5c1e_local>;
-    case 0x5C1F: return single<2066, 2064, d5c1f_local>;
-    case 0x5C20: return single<524, 520, d5c20_local>;
+    case 0x5C23: return with_indexes<k5c1e_local, d5c1e_local>;
+    case 0x5C1F: return single<N1F::kSize, sizeof(vlan_mgr_notif_5c1f_local_t), d5c1f_local>;
+    case 0x5C20: return single<N20::kSize, sizeof(vlan_mgr_notif_5c20_local_t), d5c20_local>;
     case 0x5C21: return vlan_names;
     case 0x5C22: return counted<k5c22_local, d5c22_local>;
     case 0x5C24:
     case 0x5C38: return counted<k5c24_local, d5c24_local>;
     case 0x5C25: return if_lists<true>;
-    case 0x5C26: return single<TC::kSize, 12, d5c26_local>;
+    case 0x5C26: return single<TC::kSize, sizeof(vlan_mgr_notif_5c26_local_t), d5c26_local>;
     case 0x5C28: return counted<k5c28_local, d5c28_local>;
     case 0x5C2B: return counted<k5c2b, d5c2b>;
     case 0x5C2C: return counted<k5c2c_local, d5c2c_local>;

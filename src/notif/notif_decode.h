@@ -10,6 +10,7 @@
 
 #include <vlan_mgr/notif.h>
 
+#include <vlan_mgr/internal/layout.h>
 #include <vlan_mgr/internal/wire.h>
 #include "vlan_mgr_platform.h"
 
@@ -45,12 +46,14 @@ inline void cif(uint8_t *o, size_t oo, const uint8_t *e, size_t eo)
     std::memcpy(o + oo, &v, 4);
 }
 
-// A VLAN bitmap: the length word is written as 512 in host order (the one on
-// the wire is not read), the 512-byte array copied as it stands.
+// A VLAN bitmap: the record's vlan_bitmap at `oo` gets the length word 512
+// in host order (the one on the wire is not read) and the 512-byte array at
+// `eo` (the input field's bits_off()) as it stands.
 inline void cbm(uint8_t *o, size_t oo, const uint8_t *e, size_t eo)
 {
-    wire::put_host_u32(o, oo, VLAN_MGR_BITMAP_BYTES);
-    std::memcpy(o + oo + 4, e + eo, VLAN_MGR_BITMAP_BYTES);
+    static_assert(layout::Bitmap::kBitBytes == VLAN_MGR_BITMAP_BYTES && sizeof(vlan_bitmap) == layout::Bitmap::width);
+    wire::put_host_u32(o, oo + offsetof(vlan_bitmap, len), static_cast<uint32_t>(layout::Bitmap::kBitBytes));
+    std::memcpy(o + oo + offsetof(vlan_bitmap, bits), e + eo, layout::Bitmap::kBitBytes);
 }
 
 // Several big-endian fields side by side, converted in one 64-bit word on a
