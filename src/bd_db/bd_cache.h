@@ -30,8 +30,7 @@ inline constexpr unsigned kUnusedBlockSize = 200; // the blocks made and dropped
 extern char **vlan_mgr_bd_sdb_uri;   // 5 pointers to 100-byte URI buffers
 extern uint8_t *opened_flag;         // 5 bytes: 1 once sdb_open succeeded
 extern uint8_t first_open_marker;    // 0 until the first vlan_open_bd_sdb
-extern uint16_t **bd_sdb_cached_p;   // 5 pointers: null, or the VDC's cache block
-extern int32_t bd_cache_enabled;     // 1 while the cache is on
+// bd_sdb_cached_p and bd_cache_enabled: in bd_cache_update.h.
 // The blocks that the constructor makes and then drops from the tables (the
 // five 200-byte blocks of the cache table, the five first URI buffers that
 // the first open forgets). They are never freed; they stay referenced here

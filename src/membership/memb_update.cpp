@@ -81,7 +81,7 @@ uint32_t vlan_update_port_memb_build_mts(const uint32_t *if_indexes, uint32_t co
     uint8_t *p = alloc_counted_payload(payload, payload_len, count, Req::ports.stride, Req::ports.off, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, size);
+    wire::Writer w(p, size, wire::Writer::EveryByte{}); // no gap between the fields
     Req::op.put(w, op);
     Req::key.vdc_id.put(w, key.vdc_id);
     Req::key.vlan_id.put(w, key.vlan_id);
@@ -144,7 +144,7 @@ uint32_t vlan_update_port_trunking_memb_build_mts(const uint32_t *if_indexes, ui
     uint8_t *p = alloc_counted_payload(payload, payload_len, count, Req::records.stride, Req::records.off, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, size);
+    wire::Writer w(p, size, wire::Writer::EveryByte{}); // no gap between the fields
     Req::op.put(w, static_cast<uint32_t>(op));
     Req::count.put(w, count);
     for (uint32_t i = 0; i < count; ++i) {
@@ -182,7 +182,7 @@ uint32_t vlan_build_port_vlan_memb_info_mts(const port_vlan_memb_info *records, 
     uint8_t *p = alloc_counted_payload(payload, payload_len, count, Req::records.stride, Req::records.off, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, size);
+    wire::Writer w(p, size, wire::Writer::EveryByte{}); // no gap between the fields
     Req::count.put(w, count);
     for (uint32_t i = 0; i < count; ++i) {
         const port_vlan_memb_info &in = records[i];

@@ -76,7 +76,7 @@ uint32_t get_per_vlan_memb_info_build_mts(const vdc_vlan_id_t *keys, uint32_t co
     uint8_t *p = alloc_counted_payload(payload, payload_len, count, Req::keys.stride, Req::keys.off, &size);
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
-    wire::Writer w(p, size);
+    wire::Writer w(p, size, wire::Writer::EveryByte{}); // no gap between the fields
     Req::count.put(w, count);
     for (uint32_t i = 0; i < count; ++i) {
         wire::Writer e = Req::keys.entry(w, i);

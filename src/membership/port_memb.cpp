@@ -24,7 +24,7 @@ uint32_t build_ports(const uint32_t *if_indexes, uint32_t count, void **payload,
     if (p == nullptr)
         return VLAN_MGR_ERR_NO_MEMORY;
     using Req = L::PortListRequest;
-    wire::Writer w(p, size);
+    wire::Writer w(p, size, wire::Writer::EveryByte{}); // no gap between the fields
     Req::count.put(w, count);
     for (uint32_t i = 0; i < count; ++i) {
         wire::Writer e = Req::ports.entry(w, i);

@@ -258,9 +258,8 @@ void d5c03_local(uint8_t *o, const uint8_t *e, const uint8_t *)
     c32(o, offsetof(O, v10), e, r16(RE::word12.off));
 }
 
-// The BD cache update of one record: the entry point reports a VLAN id out
-// of range, makes the VDC's block or drops the update while the cache is off.
-inline void set_entry(uint16_t vdc, uint32_t vlan, uint16_t bd) { vlan_mgr_set_bd_cache_entry(vdc, vlan, bd); }
+// The BD cache update of one record.
+inline void set_entry(uint16_t vdc, uint32_t vlan, uint16_t bd) { vlan_mgr::bd_db::set_cache_entry(vdc, vlan, bd); }
 
 // Payload offsets of the fields of list entry 0 (entry i: + stride * i).
 using CE = L::Create::Entry;

@@ -89,6 +89,11 @@ inline uint32_t get_host_u32(const uint8_t *p, size_t off)
 class Writer {
 public:
     Writer(void *buf, size_t size) : p_(static_cast<uint8_t *>(buf)), size_(size) { std::memset(p_, 0, size_); }
+    // For a payload whose every byte the caller writes (a list of fields
+    // that leave no gap): nothing is zeroed first, so that a builder of
+    // megabytes does not write them twice.
+    struct EveryByte {};
+    Writer(void *buf, size_t size, EveryByte) : p_(static_cast<uint8_t *>(buf)), size_(size) {}
     void u8(size_t off, uint8_t v) { p_[off] = v; }
     void u16(size_t off, uint16_t v) { put_u16(p_, off, v); }
     void u32(size_t off, uint32_t v) { put_u32(p_, off, v); }
