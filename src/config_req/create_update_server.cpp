@@ -15,6 +15,8 @@
 #include <vlan_mgr/server/config.h>
 #include <vlan_mgr/tlv.h>
 
+#include "frame/payload.h"
+
 namespace vlan_mgr::server {
 namespace {
 
@@ -29,7 +31,7 @@ uint32_t decode_create_update_request(const uint8_t *payload, size_t len, std::v
     out.clear();
     // An empty buffer never reaches the TLV decoder, for which a length of 0
     // means "as long as its header says".
-    if (payload == nullptr || len == 0 || uint64_t{len} > UINT32_MAX)
+    if (payload == nullptr || len == 0 || !fits_u32(len))
         return VLAN_MGR_ERR_BAD_REQUEST;
     vlan_mgr_create_update_req_t *rec = nullptr;
     if (vlan_mgr_create_update_parse_req(payload, static_cast<uint32_t>(len), &rec) != 0 || rec == nullptr) {
@@ -62,7 +64,7 @@ uint32_t decode_create_update_request(const uint8_t *payload, size_t len, std::v
 
 uint32_t decode_configmode_request(const uint8_t *payload, size_t len, ConfigModeRequest &out)
 {
-    if (payload == nullptr || len == 0 || uint64_t{len} > UINT32_MAX)
+    if (payload == nullptr || len == 0 || !fits_u32(len))
         return VLAN_MGR_ERR_BAD_REQUEST;
     vlan_configmode_payload_t *msg = nullptr;
     if (vlan_parse_vlan_configmode_change_req(payload, static_cast<uint32_t>(len), &msg) != 0 || msg == nullptr) {

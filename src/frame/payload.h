@@ -43,6 +43,16 @@ inline bool has_span(const wire::Reader &r, uint64_t off, uint64_t width)
     return off <= SIZE_MAX && width <= SIZE_MAX && r.has(static_cast<size_t>(off), static_cast<size_t>(width));
 }
 
+// Whether a payload length fits the 32-bit length words of the message
+// functions (always on a 32-bit target).
+inline bool fits_u32(size_t len)
+{
+    if constexpr (sizeof(size_t) > sizeof(uint32_t))
+        return len <= UINT32_MAX;
+    else
+        return true;
+}
+
 // VDC ids 1..5: a range test, not a comparison with the caller's own VDC.
 inline bool vdc_in_range(uint16_t vdc_id) { return vdc_id >= 1 && vdc_id <= 5; }
 

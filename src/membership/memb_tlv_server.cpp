@@ -11,6 +11,8 @@
 #include <vlan_mgr/server/membership.h>
 #include <vlan_mgr/tlv.h>
 
+#include "frame/payload.h"
+
 namespace vlan_mgr::server {
 namespace {
 
@@ -19,16 +21,6 @@ struct FreeDeleter {
 };
 template <typename T>
 using Owned = std::unique_ptr<T, FreeDeleter>;
-
-// Whether a payload length fits the TLV parser's 32-bit length (always, on
-// a 32-bit target).
-bool fits_u32(size_t len)
-{
-    if constexpr (sizeof(size_t) > sizeof(uint32_t))
-        return len <= UINT32_MAX;
-    else
-        return true;
-}
 
 // A zeroed record with room for `n` list elements after its fixed part.
 template <typename Rec, typename Elem>
