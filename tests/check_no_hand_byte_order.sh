@@ -16,6 +16,10 @@
 #     bytes of a 64-bit word).
 # A power of two written as a shift of the literal 1 (size_t{1} << 24, 1u <<
 # 24: a size limit) is no byte order and is not counted.
+# In apps/, a VLAN's bit in a bitmap is not worked out by hand either (0x80 >>
+# (v % 8) and the like): vlan_mgr::layout::bitmap_set/bitmap_test or
+# vlan_bitmap_find_next do it. Comments that describe a bitmap are not
+# counted.
 set -euo pipefail
 src=${1:?usage: check_no_hand_byte_order.sh <source dir>}
 cd "$src"
@@ -42,6 +46,19 @@ hits=$(
         grep -nE "$pattern" | sed "s|^|$f:|" || true
     done
 )
+
+bit_pattern='0x80[uU]?[[:space:]]*>>[[:space:]]*\('
+bit_hits=$(
+  find apps -type f \( -name '*.cpp' -o -name '*.h' -o -name '*.hpp' -o -name '*.c' \) -print0 |
+    sort -z |
+    while IFS= read -r -d '' f; do
+      # Line comments describe layouts; only code counts.
+      sed -E 's|//.*$||' "$f" | grep -nE "$bit_pattern" | sed "s|^|$f:|" || true
+    done
+)
+if [ -n "$bit_hits" ]; then
+  hits=${hits:+$hits$'\n'}$bit_hits
+fi
 
 if [ -n "$hits" ]; then
   echo "byte order written by hand (use vlan_mgr::wire and the layouts instead):"

@@ -8,7 +8,7 @@
 
 #include <vlan_mgr/vlan_mgr.h>
 #include <vlan_mgr/opcodes.h>
-#include <vlan_mgr/internal/wire.h>
+#include <vlan_mgr/internal/reply_checks.h>
 
 #include "output.h"
 #include "printable.h"
@@ -20,13 +20,8 @@ namespace vlanctl {
 
 namespace {
 
-// What the manager's records carry where the library gives only numbers.
-// VLAN info: attribute words 1..6 (index 0..5): type, mode word, BD id,
-// segment id, primary VLAN, state.
-constexpr size_t kInfoAttrType = 0;     // VLAN type (VLAN_MGR_VLAN_TYPE_*)
-constexpr size_t kInfoAttrPrimary = 4;  // a secondary's primary VLAN, else 0
-constexpr size_t kInfoAttrState = 5;    // 1 active, 2 suspended
-constexpr uint32_t kStateSuspended = 2;
+// Attribute word n of a VLAN info record (VLAN_MGR_ATTR_*, word 1 first).
+uint32_t info_attr(const vlan_info_record &r, uint32_t word) { return r.attr[word - 1]; }
 
 // A payload made by a builder: malloc'ed, freed here.
 struct Payload {
@@ -57,33 +52,6 @@ void check_built(uint32_t status)
 }
 
 uint32_t len_of(const std::vector<uint8_t> &reply) { return static_cast<uint32_t>(reply.size()); }
-
-// A parser's word for a reply it could not read (empty or cut short): a
-// fault of the reply, not the VLAN's outcome.
-bool reply_unreadable(uint32_t status) { return status == VLAN_MGR_ERR_NO_MEMORY || status == VLAN_MGR_ERR_TRUNCATED; }
-
-// The trunking update parser takes no length (membership.h): it must get a
-// whole reply, which is its status word and, with status 0, the fields of
-// trunking_update_result and as many trunking_update_pair as their count
-// says. 0 when the reply is whole (the parser then gives its status), else
-// the status to refuse it with: the library's word for an empty reply, or
-// VLAN_MGR_ERR_TRUNCATED.
-uint32_t trunking_reply_check(const std::vector<uint8_t> &reply)
-{
-    constexpr size_t kStatus = sizeof(uint32_t);
-    constexpr size_t kFields = kStatus + sizeof(trunking_update_result);
-    constexpr size_t kCount = kStatus + offsetof(trunking_update_result, count);
-    if (reply.empty())
-        return VLAN_MGR_ERR_NO_MEMORY;
-    const vlan_mgr::wire::Reader r(reply.data(), reply.size());
-    if (!r.has(0, kStatus))
-        return VLAN_MGR_ERR_TRUNCATED;
-    if (r.u32(0) != 0)
-        return 0;
-    if (!r.has(kCount, sizeof(uint32_t)) || (reply.size() - kFields) / sizeof(trunking_update_pair) < r.u32(kCount))
-        return VLAN_MGR_ERR_TRUNCATED;
-    return 0;
-}
 
 // Per-VLAN results of a change: refused() when any VLAN failed.
 void check_results(uint32_t overall, const std::vector<VlanFailure> &failures)
@@ -320,8 +288,8 @@ void Client::update_trunk(const vlan_mgr_apps::IfEntry &port, int32_t op, uint32
     Payload req;
     check_built(vlan_update_port_trunking_memb_build_mts(&port.if_index, 1, &in, op, &req.data, &req.len));
     const std::vector<uint8_t> reply = t_.request(VLAN_MGR_OPC_UPDATE_PORT_TRUNKING_MEMB, req.data, req.len);
-    // The parser takes no length: make sure the reply is whole first.
-    if (const uint32_t whole = trunking_reply_check(reply); whole != 0)
+    // The parser takes no length: the library checks that the reply is whole first.
+    if (const uint32_t whole = vlan_mgr::trunking_update_reply_check(reply.data(), reply.size()); whole != 0)
         refused(whole);
     Owned<trunking_update_result> result;
     const uint32_t st = vlan_update_port_trunking_memb_parse_reply(&result.ptr, reply.data());
@@ -366,9 +334,9 @@ VlanView Client::view_of(uint32_t id, const void *info)
         vlan_mgr_vlan_id_to_name(id, def);
         v.name = def;
     }
-    v.type = r.attr[kInfoAttrType];
-    v.primary = r.attr[kInfoAttrPrimary];
-    v.status = r.attr[kInfoAttrState] == kStateSuspended ? "suspended" : "active";
+    v.type = info_attr(r, VLAN_MGR_ATTR_TYPE);
+    v.primary = info_attr(r, VLAN_MGR_ATTR_PRIMARY);
+    v.status = info_attr(r, VLAN_MGR_ATTR_STATE) == VLAN_MGR_VLAN_STATE_SUSPENDED ? "suspended" : "active";
     return v;
 }
 
@@ -380,11 +348,12 @@ VlanView Client::vlan(uint32_t id)
     Payload req;
     check_built(vlan_get_vlan_info_build_mts(&key, &req.data, &req.len));
     const std::vector<uint8_t> reply = t_.request(VLAN_MGR_OPC_VLAN_INFO, req.data, req.len);
+    // A bare status or the whole reply; anything else is cut short.
+    if (const uint32_t whole = vlan_mgr::vlan_info_reply_check(reply.data(), reply.size()); whole != 0)
+        refused(whole);
     vlan_info_record rec;
     std::memset(&rec, 0, sizeof rec);
     const uint32_t st = vlan_get_vlan_info_parse_reply(&rec, reply.data(), len_of(reply));
-    if (reply_unreadable(st))
-        refused(st);
     if (st != 0)
         refused(st, {{id, st}});
     std::vector<VlanView> one{view_of(id, &rec)};
@@ -402,11 +371,11 @@ std::vector<VlanView> Client::vlans()
         Payload req;
         check_built(vlan_get_vlan_info_build_mts(&key, &req.data, &req.len));
         const std::vector<uint8_t> reply = t_.request(VLAN_MGR_OPC_VLAN_INFO, req.data, req.len);
+        if (const uint32_t whole = vlan_mgr::vlan_info_reply_check(reply.data(), reply.size()); whole != 0)
+            refused(whole);
         vlan_info_record rec;
         std::memset(&rec, 0, sizeof rec);
         const uint32_t st = vlan_get_vlan_info_parse_reply(&rec, reply.data(), len_of(reply));
-        if (reply_unreadable(st))
-            refused(st);
         if (st == VLAN_MGR_ERR_VLAN_NOT_CREATED)
             continue; // deleted since the listing
         if (st != 0)

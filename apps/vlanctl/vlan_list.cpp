@@ -1,7 +1,8 @@
 #include "vlan_list.h"
 
 #include <algorithm>
-#include <cstring>
+
+#include <vlan_mgr/internal/layout.h>
 
 #include "printable.h"
 
@@ -113,12 +114,16 @@ std::string format_vlan_list(const std::vector<uint32_t> &vlans)
 
 vlan_bitmap to_bitmap(const std::vector<uint32_t> &vlans)
 {
+    // The bitmap field as the library writes one: the length word, then the
+    // VLANs' bits.
+    constexpr vlan_mgr::layout::Bitmap field{0};
+    static_assert(sizeof(vlan_bitmap) == field.width);
     vlan_bitmap b;
-    std::memset(&b, 0, sizeof b);
-    b.len = VLAN_MGR_BITMAP_BYTES;
+    vlan_mgr::wire::Writer w(&b, sizeof b);
+    field.init(w);
     for (uint32_t v : vlans)
-        if (v < 8 * VLAN_MGR_BITMAP_BYTES)
-            b.bits[v / 8] = static_cast<uint8_t>(b.bits[v / 8] | (0x80u >> (v % 8)));
+        if (v < 8 * field.kBitBytes)
+            vlan_mgr::layout::bitmap_set(field.bits(w), v);
     return b;
 }
 
@@ -126,7 +131,7 @@ std::vector<uint32_t> from_bitmap_bits(const uint8_t *bits)
 {
     std::vector<uint32_t> out;
     for (uint32_t v = kVlanMin; v <= kVlanMax; ++v)
-        if (bits[v / 8] & (0x80u >> (v % 8)))
+        if (vlan_mgr::layout::bitmap_test(bits, v))
             out.push_back(v);
     return out;
 }

@@ -108,5 +108,29 @@
 /* Port modes. */
 #define VLAN_MGR_PORT_MODE_ACCESS     1u
 #define VLAN_MGR_PORT_MODE_TRUNK      2u
+/* Attribute numbers of the attribute query (1..VLAN_MGR_ATTR_MAX); 1..6 are
+ * also the six attribute words of the info replies and the listings, word 1
+ * first (attr[VLAN_MGR_ATTR_TYPE - 1] of vlan_info_record). */
+#define VLAN_MGR_ATTR_TYPE            1u  /* VLAN type (VLAN_MGR_VLAN_TYPE_*) */
+#define VLAN_MGR_ATTR_MODE            2u  /* VLAN mode word */
+#define VLAN_MGR_ATTR_BD              3u  /* BD id */
+#define VLAN_MGR_ATTR_SEGMENT         4u  /* segment id (VNI), 0: none */
+#define VLAN_MGR_ATTR_PRIMARY         5u  /* primary VLAN of a secondary, 0: none */
+#define VLAN_MGR_ATTR_STATE           6u  /* VLAN state (VLAN_MGR_VLAN_STATE_*) */
+#define VLAN_MGR_ATTR_BD_PAIRS        7u  /* query only: (VLAN id, BD id) pairs */
+#define VLAN_MGR_ATTR_PRIMARY_TYPE    8u  /* query only: primary private VLANs */
+#define VLAN_MGR_ATTR_ISOLATED        9u  /* query only: isolated secondaries */
+#define VLAN_MGR_ATTR_COMMUNITY       10u /* query only: community secondaries */
+#define VLAN_MGR_ATTR_NAMED           11u /* query only: VLANs with a name of their own */
+#define VLAN_MGR_ATTR_MAX             21u /* the highest attribute number */
+/* VLAN states (attribute word 6). */
+#define VLAN_MGR_VLAN_STATE_ACTIVE    1u
+#define VLAN_MGR_VLAN_STATE_SUSPENDED 2u
+/* Values of the VNI-server mapping request besides a VLAN id 1..4094. */
+#define VLAN_MGR_VNI_VALUE_QUERY      0u          /* answer the VNI's mapping */
+#define VLAN_MGR_VNI_VALUE_UNMAP      0xFFFFFFFFu /* remove the VNI's mapping */
+/* field32 of the dynamic reserved VLAN query: all five bitmaps (the
+ * record's default, the only kind the manager serves). */
+#define VLAN_MGR_DYN_RSVD_ALL         5u
 
 #endif

@@ -6,12 +6,11 @@
 #include "bd_db/bd_record.h"
 #include "frame/local_vdc.h"
 #include "frame/report.h"
+#include <vlan_mgr/opcodes.h>
 
 namespace vlan_mgr::bd_db {
 namespace {
 
-constexpr uint32_t kSecondaryTypeA = 4;
-constexpr uint32_t kSecondaryTypeB = 5;
 constexpr uint32_t kMaxVlan = 4094;
 
 bool vlan_in_range(uint32_t vlan_id) { return vlan_id >= 1 && vlan_id <= kMaxVlan; }
@@ -182,7 +181,7 @@ uint32_t vlan_get_secondary_pvlan_list_local(uint32_t **list, uint32_t *count)
         if (!r.has(rec::VlanRecord::type.end()))
             continue; // failed reads are skipped
         const uint32_t type = rec::VlanRecord::type.get(r.reader());
-        if (type == kSecondaryTypeA || type == kSecondaryTypeB)
+        if (type == VLAN_MGR_VLAN_TYPE_ISOLATED || type == VLAN_MGR_VLAN_TYPE_COMMUNITY)
             ids[n++] = vlan;
     }
     *count = n;

@@ -4,6 +4,7 @@
 #include "config_req/layout.h"
 #include "frame/local_vdc.h"
 #include "frame/reply.h"
+#include <vlan_mgr/opcodes.h>
 
 namespace vlan_mgr::config {
 namespace {
@@ -13,10 +14,15 @@ using Req = layout::config::AssocRequest;
 using Rep = layout::config::AssocReply;
 using RepEntry = layout::config::AssocReplyEntry;
 constexpr uint32_t kMaxAssoc = 512;
-constexpr int32_t kAssocPrimary = 2; // the only type that names a primary VLAN
-constexpr int32_t kAssocOther = 3;
 
-bool default_vlan_set(const uint8_t *bits) { return (bits[0] & 0x40) != 0; }
+// VLAN_MGR_ASSOC_ADD is the only association type that names a primary VLAN.
+bool names_primary(int32_t assoc_type) { return assoc_type == static_cast<int32_t>(VLAN_MGR_ASSOC_ADD); }
+bool assoc_type_ok(int32_t assoc_type)
+{
+    return names_primary(assoc_type) || assoc_type == static_cast<int32_t>(VLAN_MGR_ASSOC_REMOVE);
+}
+
+bool default_vlan_set(const uint8_t *bits) { return bitmap::test(bits, 1); }
 
 // The primary VLAN test of type 2: 1..4094, and not the default VLAN.
 uint32_t check_primary(uint32_t primary)
@@ -149,9 +155,9 @@ uint32_t vlan_association_build_mts(uint16_t vdc_id, int32_t primary_vlan, const
         return VLAN_MGR_ERR_VDC_MISMATCH;
     if (bitmap == nullptr)
         return VLAN_MGR_ERR_INVALID_ARG;
-    if (assoc_type != kAssocPrimary && assoc_type != kAssocOther)
+    if (!assoc_type_ok(assoc_type))
         return VLAN_MGR_ERR_ASSOC_TYPE;
-    if (assoc_type == kAssocPrimary) // a negative id is out of range as an unsigned one
+    if (names_primary(assoc_type)) // a negative id is out of range as an unsigned one
         if (const uint32_t st = check_primary(static_cast<uint32_t>(primary_vlan)); st != VLAN_MGR_OK)
             return st;
     const uint32_t count = bitmap::count(bitmap->bits);
@@ -187,11 +193,11 @@ uint32_t vlan_association_multi_build_mts(uint16_t vdc_id, uint32_t cookie, uint
         return VLAN_MGR_ERR_INVALID_ARG;
     if (n > kMaxAssoc)
         return VLAN_MGR_ERR_TOO_MANY_ASSOC;
-    if (n > 1 && assoc_type != kAssocPrimary)
+    if (n > 1 && !names_primary(assoc_type))
         return VLAN_MGR_ERR_MULTI_ASSOC_TYPE;
-    if (assoc_type != kAssocPrimary && assoc_type != kAssocOther)
+    if (!assoc_type_ok(assoc_type))
         return VLAN_MGR_ERR_ASSOC_TYPE;
-    if (assoc_type == kAssocPrimary)
+    if (names_primary(assoc_type))
         for (uint32_t i = 0; i < n; ++i)
             if (const uint32_t st = check_primary(primary_vlans[i]); st != VLAN_MGR_OK)
                 return st;

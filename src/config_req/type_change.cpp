@@ -3,13 +3,19 @@
 #include "config_req/config_common.h"
 #include "config_req/layout.h"
 #include "frame/local_vdc.h"
+#include <vlan_mgr/opcodes.h>
 
 namespace {
 
 using Req = vlan_mgr::layout::config::TypeChangeRequest;
 
-// Types that VLAN 1, the default VLAN, may not take.
-bool default_vlan_excluded(int32_t vlan_type) { return vlan_type >= 3 && vlan_type <= 5; }
+// Types that VLAN 1, the default VLAN, may not take: the private-VLAN types.
+bool default_vlan_excluded(int32_t vlan_type)
+{
+    const auto type = static_cast<uint32_t>(vlan_type);
+    return type == VLAN_MGR_VLAN_TYPE_PRIMARY || type == VLAN_MGR_VLAN_TYPE_ISOLATED ||
+           type == VLAN_MGR_VLAN_TYPE_COMMUNITY;
+}
 
 } // namespace
 

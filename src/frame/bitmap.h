@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <vlan_mgr/internal/layout.h>
 #include <vlan_mgr/internal/wire.h>
 
 namespace vlan_mgr::bitmap {
@@ -18,12 +19,9 @@ constexpr size_t kFieldSize = 4 + kBytes;
 void init_field(uint8_t *field);
 
 // The bit operations take the 512-byte bit array (the field past its length word).
-inline void set(uint8_t *bits, uint32_t vlan) { bits[(vlan >> 3) & 511] |= static_cast<uint8_t>(0x80u >> (vlan & 7)); }
+inline void set(uint8_t *bits, uint32_t vlan) { layout::bitmap_set(bits, vlan); }
 inline void clear(uint8_t *bits, uint32_t vlan) { bits[(vlan >> 3) & 511] &= static_cast<uint8_t>(~(0x80u >> (vlan & 7))); }
-inline bool test(const uint8_t *bits, uint32_t vlan)
-{
-    return vlan < kBits && (bits[vlan >> 3] & (0x80u >> (vlan & 7))) != 0;
-}
+inline bool test(const uint8_t *bits, uint32_t vlan) { return layout::bitmap_test(bits, vlan); }
 uint32_t count(const uint8_t *bits);
 
 // Smallest VLAN id >= start set in the bit array, or -1. Inline: reply

@@ -8,6 +8,7 @@
 #include "frame/reply.h"
 #include "membership/layout.h"
 #include "membership/memb_common.h"
+#include <vlan_mgr/internal/reply_checks.h>
 #include <vlan_mgr/opcodes.h>
 
 namespace vlan_mgr::memb {
@@ -61,6 +62,27 @@ uint32_t parse_trunking_update(Result **result, const void *payload)
 
 } // namespace
 } // namespace vlan_mgr::memb
+
+namespace vlan_mgr {
+
+// Status, then (status 0) the fields up to the pair count and the pairs it
+// counts: what parse_trunking_update reads.
+uint32_t trunking_update_reply_check(const void *reply, size_t len)
+{
+    using Rep = layout::memb::UpdateTrunkingReply;
+    if (reply == nullptr || len == 0)
+        return VLAN_MGR_ERR_NO_MEMORY;
+    const wire::Reader r(reply, len);
+    if (!r.has(0, Rep::status.end()))
+        return VLAN_MGR_ERR_TRUNCATED;
+    if (Rep::status.get(r) != 0)
+        return VLAN_MGR_OK;
+    if (!r.has(0, Rep::count.end()) || Rep::pairs.end(Rep::count.get(r)) > len)
+        return VLAN_MGR_ERR_TRUNCATED;
+    return VLAN_MGR_OK;
+}
+
+} // namespace vlan_mgr
 
 using namespace vlan_mgr;
 using namespace vlan_mgr::memb;

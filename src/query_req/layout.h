@@ -5,6 +5,7 @@
 #pragma once
 
 #include <vlan_mgr/internal/layout.h>
+#include <vlan_mgr/opcodes.h>
 
 namespace vlan_mgr::layout::query {
 
@@ -86,7 +87,7 @@ struct AttrReply {
     static constexpr U32 attr{4};
     static constexpr U32 count{8};
     static constexpr size_t kEntriesOff = 12;
-    static constexpr uint32_t kValueAttr = 7;
+    static constexpr uint32_t kValueAttr = VLAN_MGR_ATTR_BD_PAIRS;
     static constexpr List ids{kEntriesOff, 4};
     static constexpr List pairs{kEntriesOff, 8};
     static constexpr List entries(uint32_t attr) { return attr == kValueAttr ? pairs : ids; }

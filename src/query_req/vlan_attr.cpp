@@ -2,6 +2,7 @@
 // reply lists the VLANs that carry it, with a value for attribute 7.
 #include <cstring>
 
+#include <vlan_mgr/opcodes.h>
 #include <vlan_mgr/query_req.h>
 
 #include "frame/local_vdc.h"
@@ -34,7 +35,7 @@ uint32_t vlan_get_vlans_for_attr_value_build_mts(uint16_t vdc_id, int32_t attr, 
     *payload = nullptr;
     if (check_local_vdc(vdc_id, nullptr) != VLAN_MGR_OK)
         return VLAN_MGR_ERR_INVALID_ARG;
-    if (attr < 1 || attr > 21)
+    if (attr < 1 || static_cast<uint32_t>(attr) > VLAN_MGR_ATTR_MAX)
         return VLAN_MGR_ERR_INVALID_ATTR;
     uint8_t *p = alloc_payload(payload, payload_len, Req::kLen);
     if (p == nullptr) {

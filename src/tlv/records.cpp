@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include <vlan_mgr/config_req.h>
+#include <vlan_mgr/opcodes.h>
 #include <vlan_mgr/tlv.h>
 
 #include "frame/bitmap.h"
@@ -273,7 +274,7 @@ uint32_t vlan_get_all_created_vlan_2_rsp_list_sz(const void *record)
 
 int32_t vlan_dyn_rsvd_vlan_req_msg_default_init(void *record)
 {
-    SET(vlan_dyn_rsvd_req_t, field32, 5);
+    SET(vlan_dyn_rsvd_req_t, field32, VLAN_MGR_DYN_RSVD_ALL);
     return 0;
 }
 

@@ -201,6 +201,32 @@ TEST_F(FakeManager, ListedVlanWhoseInformationIsCutShortIsATruncatedReply)
     expect_error(run([](vlanctl::Client &c) { c.vlans(); }), 1, "Error: reply truncated (0x411000f0)\n");
 }
 
+// An empty reply is neither a bare status nor the whole reply: cut short.
+TEST_F(FakeManager, EmptyVlanInformationIsATruncatedReply)
+{
+    serve({{VLAN_MGR_OPC_ALL_CREATED_VLAN, {listing({10})}}, {VLAN_MGR_OPC_VLAN_INFO, {Bytes{}}}});
+    expect_error(run([](vlanctl::Client &c) { c.vlan(10); }), 1, "Error: reply truncated (0x411000f0)\n");
+    expect_error(run([](vlanctl::Client &c) { c.vlans(); }), 1, "Error: reply truncated (0x411000f0)\n");
+}
+
+// A bare status is the VLAN's outcome, whatever it says: even the words for
+// no memory or a truncated reply name the VLAN.
+TEST_F(FakeManager, BareStatusOfVlanInformationNamesTheVlanWhateverItSays)
+{
+    serve({{VLAN_MGR_OPC_ALL_CREATED_VLAN, {listing({10})}},
+           {VLAN_MGR_OPC_VLAN_INFO,
+            {bare(VLAN_MGR_ERR_NO_MEMORY), bare(VLAN_MGR_ERR_TRUNCATED), bare(VLAN_MGR_ERR_NO_MEMORY),
+             bare(VLAN_MGR_ERR_TRUNCATED)}}});
+    const std::string no_memory = "Error: out of memory (0x41100002)\n"
+                                  "  VLAN 10: out of memory (0x41100002)\n";
+    const std::string truncated = "Error: reply truncated (0x411000f0)\n"
+                                  "  VLAN 10: reply truncated (0x411000f0)\n";
+    expect_error(run([](vlanctl::Client &c) { c.vlan(10); }), 1, no_memory);
+    expect_error(run([](vlanctl::Client &c) { c.vlan(10); }), 1, truncated);
+    expect_error(run([](vlanctl::Client &c) { c.vlans(); }), 1, no_memory);
+    expect_error(run([](vlanctl::Client &c) { c.vlans(); }), 1, truncated);
+}
+
 TEST_F(FakeManager, ListedVlanWhoseInformationIsRefusedNamesTheVlan)
 {
     serve({{VLAN_MGR_OPC_ALL_CREATED_VLAN, {listing({10})}},

@@ -124,29 +124,24 @@ void range_created_vlan(Manager &m, const Request &req, Reply &reply, ChangeSet 
 
 // ---- VLANs by attribute ------------------------------------------------------
 
-constexpr uint32_t kAttrMax = 21;
-constexpr uint32_t kAttrBdPairs = 7;       // (VLAN id, BD id) pairs
-constexpr uint32_t kAttrPrimaryType = 8;   // primary private VLANs
-constexpr uint32_t kAttrIsolated = 9;      // isolated secondaries
-constexpr uint32_t kAttrCommunity = 10;    // community secondaries
-constexpr uint32_t kAttrNamed = 11;        // VLANs with a name of their own
-constexpr uint32_t kAttrServedMax = 11;
+// The attributes this manager keeps: 1..VLAN_MGR_ATTR_NAMED.
+constexpr uint32_t kAttrServedMax = VLAN_MGR_ATTR_NAMED;
 
 // Whether created VLAN `vl` carries attribute `attr` (1..11 but 7, which
 // lists every created VLAN with a value).
 bool carries(const Vlan &vl, uint32_t attr)
 {
     switch (attr) {
-    case kAttrType: return vl.type != VLAN_MGR_VLAN_TYPE_NORMAL;
-    case kAttrMode: return vl.mode != 0;
-    case kAttrBd: return true;
-    case kAttrSegment: return vl.segment != 0;
-    case kAttrPrimary: return vl.primary != 0;
-    case kAttrState: return vl.state == VlanState::Suspended;
-    case kAttrPrimaryType: return vl.type == VLAN_MGR_VLAN_TYPE_PRIMARY;
-    case kAttrIsolated: return vl.type == VLAN_MGR_VLAN_TYPE_ISOLATED;
-    case kAttrCommunity: return vl.type == VLAN_MGR_VLAN_TYPE_COMMUNITY;
-    case kAttrNamed: return !vl.name.empty();
+    case VLAN_MGR_ATTR_TYPE: return vl.type != VLAN_MGR_VLAN_TYPE_NORMAL;
+    case VLAN_MGR_ATTR_MODE: return vl.mode != 0;
+    case VLAN_MGR_ATTR_BD: return true;
+    case VLAN_MGR_ATTR_SEGMENT: return vl.segment != 0;
+    case VLAN_MGR_ATTR_PRIMARY: return vl.primary != 0;
+    case VLAN_MGR_ATTR_STATE: return vl.state == VlanState::Suspended;
+    case VLAN_MGR_ATTR_PRIMARY_TYPE: return vl.type == VLAN_MGR_VLAN_TYPE_PRIMARY;
+    case VLAN_MGR_ATTR_ISOLATED: return vl.type == VLAN_MGR_VLAN_TYPE_ISOLATED;
+    case VLAN_MGR_ATTR_COMMUNITY: return vl.type == VLAN_MGR_VLAN_TYPE_COMMUNITY;
+    case VLAN_MGR_ATTR_NAMED: return !vl.name.empty();
     default: return false;
     }
 }
@@ -162,7 +157,7 @@ void vlans_for_attr_value(Manager &m, const Request &req, Reply &reply, ChangeSe
         return reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
     if (!vdc_allowed(req, in.vdc_id))
         return reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
-    if (in.attr < 1 || in.attr > kAttrMax)
+    if (in.attr < 1 || in.attr > VLAN_MGR_ATTR_MAX)
         return reply_status(reply, VLAN_MGR_ERR_INVALID_ATTR);
     if (in.attr > kAttrServedMax) {
         reply = server::encode_vlans_for_attr_reply(VLAN_MGR_ERR_NOT_SUPPORTED, in.attr, {});
@@ -172,8 +167,8 @@ void vlans_for_attr_value(Manager &m, const Request &req, Reply &reply, ChangeSe
     std::vector<server::VlanAttrValue> entries;
     for (uint32_t v = 1; v <= kVlanMax; ++v) {
         const Vlan &vl = vdc.vlans[v];
-        if (vl.created && (in.attr == kAttrBdPairs || carries(vl, in.attr)))
-            entries.push_back({v, in.attr == kAttrBdPairs ? bd_of(v) : 0u});
+        if (vl.created && (in.attr == VLAN_MGR_ATTR_BD_PAIRS || carries(vl, in.attr)))
+            entries.push_back({v, in.attr == VLAN_MGR_ATTR_BD_PAIRS ? bd_of(v) : 0u});
     }
     reply = server::encode_vlans_for_attr_reply(0, in.attr, entries);
 }
@@ -204,8 +199,6 @@ void reserve_vlan_info(Manager &m, const Request &req, Reply &reply, ChangeSet &
 // ---- VNI-server mapping ----------------------------------------------------------
 
 constexpr uint32_t kVniMax = 0xFFFFFF;     // VNIs are 24-bit
-constexpr uint32_t kVniQuery = 0;          // value: answer the mapping
-constexpr uint32_t kVniUnmap = 0xFFFFFFFF; // value: remove the mapping
 
 // In the requester's own VDC. Value 1..4094 maps the VNI to that VLAN, 0
 // asks for the mapping, 0xFFFFFFFF removes it. The answer: the VLAN the VNI
@@ -225,12 +218,12 @@ void vni_server_mapping(Manager &m, const Request &req, Reply &reply, ChangeSet 
     const auto it = vdc.vni_to_vlan.find(vni);
     const uint32_t before = it == vdc.vni_to_vlan.end() ? 0 : it->second;
     uint32_t answer = before;
-    if (value == kVniUnmap) {
+    if (value == VLAN_MGR_VNI_VALUE_UNMAP) {
         if (it != vdc.vni_to_vlan.end()) {
             vdc.vni_to_vlan.erase(it);
             changes.vdc(req.src_vdc).vdc_config = true;
         }
-    } else if (value != kVniQuery) {
+    } else if (value != VLAN_MGR_VNI_VALUE_QUERY) {
         if (!Manager::vlan_valid(value))
             return reply_status(reply, VLAN_MGR_ERR_INVALID_VLAN);
         if (vdc.reserved.test(value))

@@ -16,16 +16,7 @@
 
 namespace vlan_mgrd::query {
 
-// The attribute numbers of the attribute query; 1..6 are also the words of
-// the info replies (word 1 first).
-inline constexpr uint32_t kAttrType = 1;     // VLAN type (0 normal, 3 primary, 4 isolated, 5 community)
-inline constexpr uint32_t kAttrMode = 2;     // VLAN mode word
-inline constexpr uint32_t kAttrBd = 3;       // BD id (the VLAN id)
-inline constexpr uint32_t kAttrSegment = 4;  // segment id (VNI), 0: none
-inline constexpr uint32_t kAttrPrimary = 5;  // primary VLAN of a secondary, else 0
-inline constexpr uint32_t kAttrState = 6;    // 1 active, 2 suspended
-
-// Attribute words 1..6 of VLAN `vlan_id`.
+// Attribute words 1..6 of VLAN `vlan_id` (VLAN_MGR_ATTR_TYPE .. VLAN_MGR_ATTR_STATE).
 inline vlan_mgr::server::VlanAttrs attr_words(const Vlan &vl, uint32_t vlan_id)
 {
     return {vl.type, vl.mode, bd_of(vlan_id), vl.segment, vl.primary, static_cast<uint32_t>(vl.state)};

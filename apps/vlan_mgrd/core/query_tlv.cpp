@@ -53,8 +53,6 @@ void diag_vlan_info(Manager &m, const Request &req, Reply &reply, ChangeSet &)
 
 namespace {
 
-// The one request kind served: all five bitmaps (the record's default).
-constexpr uint32_t kDynRsvdAll = 5;
 constexpr uint32_t kRsvdDefaultFirst = 3968;
 constexpr uint32_t kRsvdAlwaysKept = 4094;
 constexpr size_t kRsvdMinCandidates = 80;
@@ -94,7 +92,7 @@ void dyn_rsvd_vlan_info(Manager &m, const Request &req, Reply &reply, ChangeSet 
         return reply_status(reply, VLAN_MGR_ERR_BAD_REQUEST);
     if (!vdc_allowed(req, req.src_vdc))
         return reply_status(reply, VLAN_MGR_ERR_VDC_MISMATCH);
-    if (kind != kDynRsvdAll)
+    if (kind != VLAN_MGR_DYN_RSVD_ALL)
         return reply_status(reply, VLAN_MGR_ERR_NOT_SUPPORTED);
     reply = server::encode_dyn_rsvd_vlan_info_reply(reserved_groups(m.vdc(req.src_vdc)));
 }

@@ -30,7 +30,7 @@ inline constexpr uint32_t kDefaultVlan = 1;
 using VlanSet = vlan_mgr::server::VlanBits;
 
 // Administrative state of a VLAN (info attribute 6).
-enum class VlanState : uint32_t { Active = 1, Suspended = 2 };
+enum class VlanState : uint32_t { Active = VLAN_MGR_VLAN_STATE_ACTIVE, Suspended = VLAN_MGR_VLAN_STATE_SUSPENDED };
 
 struct Vlan {
     bool created = false;

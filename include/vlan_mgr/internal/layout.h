@@ -95,3 +95,19 @@ struct List {
 };
 
 } // namespace vlan_mgr::layout
+
+// ---- The VLAN bits of a bitmap field ------------------------------------------
+// The 512 bytes past a bitmap field's length word (Bitmap::bits): VLAN v is
+// bit 0x80 >> (v % 8) of byte v / 8. bitmap_set takes v modulo 4096;
+// bitmap_test is false for v of 4096 or more.
+namespace vlan_mgr::layout {
+
+constexpr size_t bitmap_byte(uint32_t v) { return (v >> 3) & (Bitmap::kBitBytes - 1); }
+constexpr uint8_t bitmap_mask(uint32_t v) { return static_cast<uint8_t>(0x80u >> (v & 7)); }
+inline void bitmap_set(uint8_t *bits, uint32_t v) { bits[bitmap_byte(v)] |= bitmap_mask(v); }
+inline bool bitmap_test(const uint8_t *bits, uint32_t v)
+{
+    return v < 8 * Bitmap::kBitBytes && (bits[bitmap_byte(v)] & bitmap_mask(v)) != 0;
+}
+
+} // namespace vlan_mgr::layout
