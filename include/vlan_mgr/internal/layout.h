@@ -95,3 +95,18 @@ struct List {
 };
 
 } // namespace vlan_mgr::layout
+
+// ---- HostU16 -----------------------------------------------------------------
+// A 16-bit word in host order (the caller-side records of the request-response
+// reply sender and of the port getters).
+namespace vlan_mgr::layout {
+
+struct HostU16 {
+    size_t off;
+    static constexpr size_t width = 2;
+    constexpr size_t end() const { return off + width; }
+    uint16_t get(const wire::Reader &r) const { return r.host_u16(off); }
+    void put(wire::Writer &w, uint16_t v) const { w.host_u16(off, v); }
+};
+
+} // namespace vlan_mgr::layout
