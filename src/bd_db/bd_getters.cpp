@@ -20,7 +20,8 @@ constexpr uint8_t kAccessRecord = rec::PortKey::kAccess;
 constexpr uint8_t kTrunkingRecord = rec::PortKey::kTrunk;
 constexpr size_t kAccessEntry = Acc::kSize;
 constexpr size_t kTrunkingStored = Trk::kSize;
-constexpr size_t kTrunkingEntry = 1052;
+constexpr size_t kTrunkingEntry = rec::TrunkingCallerEntry::kSize;
+static_assert(rec::AccessCallerEntry::kSize == kAccessEntry, "one caller entry per stored entry");
 constexpr uint32_t kMultiBatch = 99;    // keys per multi-fetch of the multi-VLAN getters
 constexpr uint32_t kSegmentBatch = 100; // keys per multi-fetch of the segment walk
 constexpr uint32_t kSegmentWalkLast = 4095;
@@ -64,39 +65,39 @@ const sdb_rec_t *read_port(const char *handle, const PortKey &key, int32_t *erro
 // The interface index as stored, converted with the platform's ntoh_if_index.
 uint32_t stored_if_index(const wire::Reader &r, const layout::HostU32 &f) { return ntoh_if_index(f.get(r)); }
 
-void put_host16(uint8_t *out, size_t off, uint16_t v) { std::memcpy(out + off, &v, 2); }
-
-// The caller's entry: the stored fields in host order, at the offsets of
-// the caller's 24-byte entry.
+// The caller's 24-byte entry: the stored fields in host order.
 void fill_access_entry(uint8_t *out, const uint8_t *in)
 {
+    using C = rec::AccessCallerEntry;
     const wire::Reader r(in, kAccessEntry);
-    wire::put_host_u32(out, 0, stored_if_index(r, Acc::if_index));
-    wire::put_host_u32(out, 4, Acc::mode.get(r));
-    wire::put_host_u32(out, 8, Acc::access_vlan.get(r));
-    put_host16(out, 12, Acc::vdc_id.get(r));
-    wire::put_host_u32(out, 14, Acc::voice_vlan.get(r));
-    put_host16(out, 18, Acc::native_vlan.get(r));
-    wire::put_host_u32(out, 20, Acc::access_up.get(r));
+    wire::Writer w(out, C::kSize);
+    C::if_index.put(w, stored_if_index(r, Acc::if_index));
+    C::mode.put(w, Acc::mode.get(r));
+    C::access_vlan.put(w, Acc::access_vlan.get(r));
+    C::vdc_id.put(w, Acc::vdc_id.get(r));
+    C::voice_vlan.put(w, Acc::voice_vlan.get(r));
+    C::native_vlan.put(w, Acc::native_vlan.get(r));
+    C::access_up.put(w, Acc::access_up.get(r));
 }
 
 // The caller's 1052-byte entry: the stored fields in host order, the
-// bitmaps behind a host-order length word.
+// bitmaps behind a host-order length word (the writer zeroes the rest).
 void fill_trunking_entry(uint8_t *out, const uint8_t *in)
 {
+    using C = rec::TrunkingCallerEntry;
     const wire::Reader r(in, kTrunkingStored);
-    std::memset(out, 0, kTrunkingEntry);
-    wire::put_host_u32(out, 0, stored_if_index(r, Trk::if_index));
-    put_host16(out, 4, Trk::vdc_id.get(r));
-    wire::put_host_u32(out, 6, Trk::mode.get(r));
-    put_host16(out, 10, Trk::native_vlan.get(r));
+    wire::Writer w(out, C::kSize);
+    C::if_index.put(w, stored_if_index(r, Trk::if_index));
+    C::vdc_id.put(w, Trk::vdc_id.get(r));
+    C::mode.put(w, Trk::mode.get(r));
+    C::native_vlan.put(w, Trk::native_vlan.get(r));
     // Each bitmap: the stored length word is not read; 512 is written.
-    wire::put_host_u32(out, 14, bitmap::kBytes);
-    std::memcpy(out + 18, r.at(Trk::kConfiguredBits), bitmap::kBytes);
-    wire::put_host_u32(out, 530, bitmap::kBytes);
-    std::memcpy(out + 534, r.at(Trk::kActiveBits), bitmap::kBytes);
-    put_host16(out, 1046, Trk::voice_vlan.get(r));
-    wire::put_host_u32(out, 1048, Trk::comprgrp.get(r));
+    C::configured.init(w);
+    std::memcpy(C::configured.bits(w), r.at(Trk::kConfiguredBits), bitmap::kBytes);
+    C::active.init(w);
+    std::memcpy(C::active.bits(w), r.at(Trk::kActiveBits), bitmap::kBytes);
+    C::voice_vlan.put(w, Trk::voice_vlan.get(r));
+    C::comprgrp.put(w, Trk::comprgrp.get(r));
 }
 
 // The pair a multi getter makes of one VLAN's record: false when the record

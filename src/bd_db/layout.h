@@ -116,3 +116,43 @@ struct TrunkRecord {
 };
 
 } // namespace vlan_mgr::layout::bd_db
+
+// ---- Caller entries of the port getters ----------------------------------------
+// The entries that vlan_mgr_sdb_get_port_accntv_memb and
+// vlan_mgr_sdb_get_port_trunking_memb hand to their caller: the stored fields
+// in host order, at the offsets of the public records (vlan_mgr/bd_db.h).
+#include <cstddef>
+
+#include <vlan_mgr/bd_db.h>
+
+namespace vlan_mgr::layout::bd_db {
+
+// 24 bytes, every byte written.
+struct AccessCallerEntry {
+    using T = vlan_mgr_sdb_accntv_memb_t;
+    static constexpr HostU32 if_index{offsetof(T, if_index)}; // ntoh_if_index's value
+    static constexpr HostU32 mode{offsetof(T, value1)};
+    static constexpr HostU32 access_vlan{offsetof(T, value2)};
+    static constexpr HostU16 vdc_id{offsetof(T, value3)};
+    static constexpr HostU32 voice_vlan{offsetof(T, value4)};
+    static constexpr HostU16 native_vlan{offsetof(T, value5)};
+    static constexpr HostU32 access_up{offsetof(T, value6)};
+    static constexpr size_t kSize = sizeof(T);
+};
+
+// 1052 bytes; the two bytes after the native VLAN stay zero, each bitmap's
+// length word holds 512.
+struct TrunkingCallerEntry {
+    using T = vlan_mgr_sdb_trunking_memb_t;
+    static constexpr HostU32 if_index{offsetof(T, if_index)}; // ntoh_if_index's value
+    static constexpr HostU16 vdc_id{offsetof(T, value1)};
+    static constexpr HostU32 mode{offsetof(T, value2)};
+    static constexpr HostU16 native_vlan{offsetof(T, value3)};
+    static constexpr Bitmap configured{offsetof(T, bitmap1)};
+    static constexpr Bitmap active{offsetof(T, bitmap2)};
+    static constexpr HostU16 voice_vlan{offsetof(T, value4)};
+    static constexpr HostU32 comprgrp{offsetof(T, value5)};
+    static constexpr size_t kSize = sizeof(T);
+};
+
+} // namespace vlan_mgr::layout::bd_db

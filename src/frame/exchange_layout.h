@@ -4,27 +4,10 @@
 // encoders (exchange_server.cpp) are all made from them.
 #pragma once
 
-#include <cstring>
-
 #include <vlan_mgr/frame.h>
 #include <vlan_mgr/internal/layout.h>
 
 namespace vlan_mgr::layout::exchange {
-
-// A 16-bit word in host order (the caller entries of the request-response
-// reply sender are host-order records).
-struct HostU16 {
-    size_t off;
-    static constexpr size_t width = 2;
-    constexpr size_t end() const { return off + width; }
-    uint16_t get(const wire::Reader &r) const
-    {
-        uint16_t v;
-        std::memcpy(&v, r.at(off), sizeof v);
-        return v;
-    }
-    void put(wire::Writer &w, uint16_t v) const { std::memcpy(w.at(off), &v, sizeof v); }
-};
 
 // Request-response request (MTS_OPC_VLAN_REQ_RESP_16 and _30): a list of
 // 6-byte VDC/VLAN keys, big-endian, at least one, at most kMaxKeys.

@@ -57,6 +57,16 @@ struct HostU32 {
     void put(wire::Writer &w, uint32_t v) const { w.host_u32(off, v); }
 };
 
+// A 16-bit word in host order (the caller-side records of the
+// request-response reply sender and of the port getters).
+struct HostU16 {
+    size_t off;
+    static constexpr size_t width = 2;
+    constexpr size_t end() const { return off + width; }
+    uint16_t get(const wire::Reader &r) const { return r.host_u16(off); }
+    void put(wire::Writer &w, uint16_t v) const { w.host_u16(off, v); }
+};
+
 // A VLAN bitmap field: the length word 512 in host order, then 512 bytes in
 // which VLAN v is bit 0x80 >> (v % 8) of byte v / 8.
 struct Bitmap {

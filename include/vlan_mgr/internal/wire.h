@@ -84,6 +84,17 @@ inline uint32_t get_host_u32(const uint8_t *p, size_t off)
     return v;
 }
 
+// Host-order 16-bit word: fields of the caller-side records that the library
+// fills or reads in the host's own order.
+inline void put_host_u16(uint8_t *p, size_t off, uint16_t v) { std::memcpy(p + off, &v, sizeof v); }
+
+inline uint16_t get_host_u16(const uint8_t *p, size_t off)
+{
+    uint16_t v;
+    std::memcpy(&v, p + off, sizeof v);
+    return v;
+}
+
 // Writes a payload of known size. The constructor zeroes every byte, so bytes
 // that a layout leaves unwritten never carry heap contents onto the wire.
 class Writer {
@@ -99,6 +110,7 @@ public:
     void u32(size_t off, uint32_t v) { put_u32(p_, off, v); }
     void u64(size_t off, uint64_t v) { put_u64(p_, off, v); }
     void host_u32(size_t off, uint32_t v) { put_host_u32(p_, off, v); }
+    void host_u16(size_t off, uint16_t v) { put_host_u16(p_, off, v); }
     void bytes(size_t off, const void *src, size_t n) { std::memcpy(p_ + off, src, n); }
     uint8_t *at(size_t off) { return p_ + off; }
     size_t size() const { return size_; }
@@ -124,6 +136,7 @@ public:
     uint32_t u32(size_t off) const { return get_u32(p_, off); }
     uint64_t u64(size_t off) const { return get_u64(p_, off); }
     uint32_t host_u32(size_t off) const { return get_host_u32(p_, off); }
+    uint16_t host_u16(size_t off) const { return get_host_u16(p_, off); }
     const uint8_t *at(size_t off) const { return p_ + off; }
     size_t size() const { return size_; }
     // The part of the payload from `off` (which has(off, 0) has checked): an
