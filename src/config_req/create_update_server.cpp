@@ -15,30 +15,16 @@
 #include <vlan_mgr/server/config.h>
 #include <vlan_mgr/tlv.h>
 
-#include "frame/payload.h"
+#include "tlv/tlv_server.h"
 
 namespace vlan_mgr::server {
-namespace {
-
-struct FreeDeleter {
-    void operator()(void *p) const { std::free(p); }
-};
-
-} // namespace
-
 uint32_t decode_create_update_request(const uint8_t *payload, size_t len, std::vector<CreateUpdateItem> &out)
 {
     out.clear();
-    // An empty buffer never reaches the TLV decoder, for which a length of 0
-    // means "as long as its header says".
-    if (payload == nullptr || len == 0 || !fits_u32(len))
+    const tlv::Owned<vlan_mgr_create_update_req_t> own = tlv::parse(payload, len, vlan_mgr_create_update_parse_req);
+    if (!own)
         return VLAN_MGR_ERR_BAD_REQUEST;
-    vlan_mgr_create_update_req_t *rec = nullptr;
-    if (vlan_mgr_create_update_parse_req(payload, static_cast<uint32_t>(len), &rec) != 0 || rec == nullptr) {
-        std::free(rec);
-        return VLAN_MGR_ERR_BAD_REQUEST;
-    }
-    const std::unique_ptr<vlan_mgr_create_update_req_t, FreeDeleter> own(rec);
+    const vlan_mgr_create_update_req_t *rec = own.get();
     const uint32_t count = vlan_mgr_create_update_msg_get_sz(rec);
     if (count == 0)
         return VLAN_MGR_ERR_BAD_REQUEST;
@@ -64,14 +50,9 @@ uint32_t decode_create_update_request(const uint8_t *payload, size_t len, std::v
 
 uint32_t decode_configmode_request(const uint8_t *payload, size_t len, ConfigModeRequest &out)
 {
-    if (payload == nullptr || len == 0 || !fits_u32(len))
+    const tlv::Owned<vlan_configmode_payload_t> msg = tlv::parse(payload, len, vlan_parse_vlan_configmode_change_req);
+    if (!msg)
         return VLAN_MGR_ERR_BAD_REQUEST;
-    vlan_configmode_payload_t *msg = nullptr;
-    if (vlan_parse_vlan_configmode_change_req(payload, static_cast<uint32_t>(len), &msg) != 0 || msg == nullptr) {
-        std::free(msg);
-        return VLAN_MGR_ERR_BAD_REQUEST;
-    }
-    const std::unique_ptr<vlan_configmode_payload_t, FreeDeleter> own(msg);
     out.mode = msg->field26;
     out.field27 = msg->field27;
     out.vlans = bits_from_wire(msg->vlans.bits);
@@ -83,15 +64,7 @@ Payload encode_configmode_reply(uint32_t field29)
     vlan_configmode_rsp_t rsp{};
     vlan_configmode_rsp_init(&rsp);
     rsp.field29 = field29;
-    void *tlv = nullptr;
-    uint32_t tlv_len = 0;
-    if (vlan_build_vlan_configmode_change_rsp(&rsp, &tlv, &tlv_len) != 0 || tlv == nullptr) {
-        std::free(tlv);
-        return status_payload(VLAN_MGR_ERR_NO_MEMORY);
-    }
-    const std::unique_ptr<void, FreeDeleter> own(tlv);
-    const auto *b = static_cast<const uint8_t *>(tlv);
-    return Payload(b, b + tlv_len);
+    return tlv::reply(&rsp, vlan_build_vlan_configmode_change_rsp);
 }
 
 } // namespace vlan_mgr::server

@@ -11,26 +11,13 @@
 #include <vlan_mgr/server/membership.h>
 #include <vlan_mgr/tlv.h>
 
-#include "frame/payload.h"
+#include "tlv/tlv_server.h"
 
 namespace vlan_mgr::server {
 namespace {
 
-struct FreeDeleter {
-    void operator()(void *p) const { std::free(p); }
-};
-template <typename T>
-using Owned = std::unique_ptr<T, FreeDeleter>;
-
-// A zeroed record with room for `n` list elements after its fixed part.
-template <typename Rec, typename Elem>
-Owned<Rec> alloc_with_list(uint32_t n)
-{
-    const uint64_t size = sizeof(Rec) + uint64_t{n} * sizeof(Elem);
-    if (size > SIZE_MAX)
-        return nullptr;
-    return Owned<Rec>(static_cast<Rec *>(std::calloc(1, static_cast<size_t>(size))));
-}
+using tlv::alloc_with_list;
+using tlv::Owned;
 
 // The TLV size of a response of `n` elements, from the sizes of one of 0
 // and one of 1 element (every element of these records encodes to the same
@@ -54,18 +41,6 @@ uint64_t encoded_size(uint32_t (*tlv_sz)(const void *), int32_t (*init)(void *),
     return base + (with_one - base) * n;
 }
 
-// Takes a builder's buffer into `out`; a builder that failed is
-// VLAN_MGR_ERR_NO_MEMORY.
-uint32_t take_tlv(int32_t rc, void *tlv, uint32_t tlv_len, Payload &out)
-{
-    Owned<void> owned(tlv);
-    if (rc != 0 || tlv == nullptr)
-        return VLAN_MGR_ERR_NO_MEMORY;
-    const auto *b = static_cast<const uint8_t *>(tlv);
-    out.assign(b, b + tlv_len);
-    return 0;
-}
-
 // A bitmap field of a record (records are packed, so the field is addressed
 // as bytes): the length word stays as init set it, the bits are the set's
 // VLANs 1..4094.
@@ -78,13 +53,8 @@ void put_record_bits(vlan_bitmap &field, const VlanBits &set)
 
 uint32_t decode_port_memb_2_request(const uint8_t *payload, size_t len, PortMemb2Request &out)
 {
-    // A length of 0 would make the TLV parser trust the buffer's own length.
-    if (payload == nullptr || len == 0 || !fits_u32(len))
-        return VLAN_MGR_ERR_BAD_REQUEST;
-    vlan_get_port_memb_2_req_t *rec = nullptr;
-    const int32_t rc = vlan_parse_get_port_memb_2_req(payload, static_cast<uint32_t>(len), &rec);
-    Owned<vlan_get_port_memb_2_req_t> owned(rec);
-    if (rc != 0 || !owned)
+    const Owned<vlan_get_port_memb_2_req_t> owned = tlv::parse(payload, len, vlan_parse_get_port_memb_2_req);
+    if (!owned)
         return VLAN_MGR_ERR_BAD_REQUEST;
     out.vdc_id = owned->field0;
     out.if_indexes.assign(owned->ifindex, owned->ifindex + owned->ifindex_count);
@@ -116,10 +86,7 @@ uint32_t encode_port_memb_2_reply(std::span<const PortMemb2> entries, Payload &o
         e.field9 = entries[i].native_vlan;
         e.field10 = entries[i].status;
     }
-    void *tlv = nullptr;
-    uint32_t tlv_len = 0;
-    const int32_t rc = vlan_build_get_port_memb_2_rsp(rsp.get(), &tlv, &tlv_len);
-    return take_tlv(rc, tlv, tlv_len, out);
+    return tlv::build(rsp.get(), vlan_build_get_port_memb_2_rsp, out);
 }
 
 uint64_t port_trunking_memb_2_reply_size(uint32_t ports)
@@ -149,20 +116,13 @@ uint32_t encode_port_trunking_memb_2_reply(std::span<const PortTrunkingMemb2> en
         put_record_bits(e.vlans7, entries[i].active);
         e.field8 = entries[i].status;
     }
-    void *tlv = nullptr;
-    uint32_t tlv_len = 0;
-    const int32_t rc = vlan_build_get_port_trunking_memb_2_rsp(rsp.get(), &tlv, &tlv_len);
-    return take_tlv(rc, tlv, tlv_len, out);
+    return tlv::build(rsp.get(), vlan_build_get_port_trunking_memb_2_rsp, out);
 }
 
 uint32_t decode_comprgrp_memb_change(const uint8_t *payload, size_t len, ComprgrpChange &out)
 {
-    if (payload == nullptr || len == 0 || !fits_u32(len))
-        return VLAN_MGR_ERR_BAD_REQUEST;
-    vlan_comprgrp_memb_change_notif_t *raw = nullptr;
-    const int32_t rc = vlan_parse_comprgrp_memb_change_msg(payload, static_cast<uint32_t>(len), &raw);
-    Owned<vlan_comprgrp_memb_change_notif_t> msg(raw);
-    if (rc != 0 || !msg)
+    const Owned<vlan_comprgrp_memb_change_notif_t> msg = tlv::parse(payload, len, vlan_parse_comprgrp_memb_change_msg);
+    if (!msg)
         return VLAN_MGR_ERR_BAD_REQUEST;
     out.if_index = msg->field38;
     out.vlans = bits_from_wire(reinterpret_cast<const uint8_t *>(&msg->vlans) + 4);

@@ -12,17 +12,14 @@
 #include <vlan_mgr/tlv.h>
 
 #include "query_req/layout.h"
+#include "tlv/tlv_server.h"
 
 namespace vlan_mgr::server {
 namespace {
 
 using Tlv = layout::query::TlvRequest;
 
-struct FreeDeleter {
-    void operator()(void *p) const { std::free(p); }
-};
-template <typename R>
-using Owned = std::unique_ptr<R, FreeDeleter>;
+using tlv::Owned;
 
 // The request record, or nothing when the buffer is malformed: its length
 // word is not the payload's length, or the TLV utility refuses it.
@@ -32,36 +29,7 @@ Owned<R> parse_request(const uint8_t *payload, size_t len, int32_t (*parse)(cons
     const wire::Reader r(payload, len);
     if (payload == nullptr || len < Tlv::kHeaderMin || Tlv::total.get(r) != len)
         return nullptr;
-    R *rec = nullptr;
-    if (parse(payload, static_cast<uint32_t>(len), &rec) != 0) {
-        std::free(rec);
-        return nullptr;
-    }
-    return Owned<R>(rec);
-}
-
-// A response record with `n` list elements after its fixed part, zeroed.
-template <typename R, typename E>
-Owned<R> alloc_response(size_t n)
-{
-    return Owned<R>(static_cast<R *>(std::calloc(1, sizeof(R) + sizeof(E) * n)));
-}
-
-// The response record's TLV buffer; a record that cannot be built (no
-// memory) is answered with VLAN_MGR_ERR_NO_MEMORY.
-template <typename R>
-Payload build_response(const R *rec, int32_t (*build)(const R *, void **, uint32_t *))
-{
-    void *tlv = nullptr;
-    uint32_t len = 0;
-    if (rec == nullptr || build(rec, &tlv, &len) != 0 || tlv == nullptr) {
-        std::free(tlv);
-        return status_payload(VLAN_MGR_ERR_NO_MEMORY);
-    }
-    const auto *p = static_cast<const uint8_t *>(tlv);
-    Payload out(p, p + len);
-    std::free(tlv);
-    return out;
+    return tlv::parse(payload, len, parse);
 }
 
 vlan_bitmap to_vlan_bitmap(const VlanBits &set)
@@ -91,7 +59,7 @@ uint32_t decode_all_created_vlan_2_request(const uint8_t *payload, size_t len, u
 
 Payload encode_all_created_vlan_2_reply(uint32_t vdc_id, std::span<const CreatedVlan> vlans)
 {
-    auto rsp = alloc_response<vlan_get_all_created_vlan_2_rsp_t, vlan_get_all_created_vlan_2_info_t>(vlans.size());
+    auto rsp = tlv::alloc_with_list<vlan_get_all_created_vlan_2_rsp_t, vlan_get_all_created_vlan_2_info_t>(vlans.size());
     if (!rsp)
         return status_payload(VLAN_MGR_ERR_NO_MEMORY);
     rsp->field0 = vdc_id;
@@ -107,7 +75,7 @@ Payload encode_all_created_vlan_2_reply(uint32_t vdc_id, std::span<const Created
         e.field8 = v.attrs.primary;
         e.field9 = v.attrs.state;
     }
-    return build_response(rsp.get(), vlan_build_get_all_created_vlan_2_rsp);
+    return tlv::reply(rsp.get(), vlan_build_get_all_created_vlan_2_rsp);
 }
 
 uint32_t decode_diag_vlan_info_request(const uint8_t *payload, size_t len, uint32_t &vdc_id)
@@ -121,7 +89,7 @@ uint32_t decode_diag_vlan_info_request(const uint8_t *payload, size_t len, uint3
 
 Payload encode_diag_vlan_info_reply(uint32_t vdc_id, std::span<const CreatedVlan> vlans)
 {
-    auto rsp = alloc_response<vlan_get_diag_vlan_info_rsp_t, vlan_id_and_bd_t>(vlans.size());
+    auto rsp = tlv::alloc_with_list<vlan_get_diag_vlan_info_rsp_t, vlan_id_and_bd_t>(vlans.size());
     if (!rsp)
         return status_payload(VLAN_MGR_ERR_NO_MEMORY);
     rsp->field0 = vdc_id;
@@ -130,7 +98,7 @@ Payload encode_diag_vlan_info_reply(uint32_t vdc_id, std::span<const CreatedVlan
         rsp->data[i].vlan_id = vlans[i].vlan_id;
         rsp->data[i].bd_id = static_cast<uint16_t>(vlans[i].attrs.bd_id);
     }
-    return build_response(rsp.get(), vlan_build_get_diag_vlan_info_rsp);
+    return tlv::reply(rsp.get(), vlan_build_get_diag_vlan_info_rsp);
 }
 
 uint32_t decode_dyn_rsvd_vlan_info_request(const uint8_t *payload, size_t len, uint32_t &kind)
@@ -168,7 +136,7 @@ Payload encode_dyn_rsvd_vlan_info_reply(const DynRsvdGroups &groups)
     rsp.vlans35 = to_vlan_bitmap(groups.group4_first);
     rsp.vlans36 = to_vlan_bitmap(groups.group4_second);
     rsp.vlans37 = to_vlan_bitmap(groups.single);
-    return build_response(&rsp, vlan_build_get_dyn_rsvd_vlan_info_rsp_msg);
+    return tlv::reply(&rsp, vlan_build_get_dyn_rsvd_vlan_info_rsp_msg);
 }
 
 uint32_t decode_range_created_vlan_name_request(const uint8_t *payload, size_t len, VlanBits &vlans)
@@ -182,7 +150,7 @@ uint32_t decode_range_created_vlan_name_request(const uint8_t *payload, size_t l
 
 Payload encode_range_created_vlan_name_reply(std::span<const CreatedVlan> vlans)
 {
-    auto rsp = alloc_response<vlan_name_rsp_t, vlan_name_and_state_t>(vlans.size());
+    auto rsp = tlv::alloc_with_list<vlan_name_rsp_t, vlan_name_and_state_t>(vlans.size());
     if (!rsp)
         return status_payload(VLAN_MGR_ERR_NO_MEMORY);
     rsp->count = static_cast<uint32_t>(vlans.size());
@@ -197,7 +165,7 @@ Payload encode_range_created_vlan_name_reply(std::span<const CreatedVlan> vlans)
         e.field22 = v.attrs.primary;
         copy_name(e.name, v.name);
     }
-    return build_response(rsp.get(), vlan_build_get_range_created_vlan_rsp_msg);
+    return tlv::reply(rsp.get(), vlan_build_get_range_created_vlan_rsp_msg);
 }
 
 } // namespace vlan_mgr::server
